@@ -1,0 +1,1 @@
+# Action editor (the windows of the edit dialog).

@@ -1,0 +1,3 @@
+# Main window: the log layer of the event log is windowless and lives in the core library.
+list(APPEND VQX_CORE_SOURCES
+  mainwindow/eventlog.cpp)

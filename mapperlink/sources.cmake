@@ -1,0 +1,1 @@
+# Mapper link: notification channel, Mapper control, script runner.

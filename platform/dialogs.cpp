@@ -1,0 +1,58 @@
+// Loading dialog layouts from the resource file and finding their items by number.
+#include "platform/dialogs.h"
+
+#include <QFile>
+#include <QStringDecoder>
+#include <QUiLoader>
+#include <QWidget>
+#include <string>
+
+#include "platform/resfile.h"
+
+QWidget *DLGload(const char *type, int id, QWidget *parent)
+{
+    QFile file(QString::fromStdString(RESpath(type, id, ".ui")));
+    if (!file.open(QIODevice::ReadOnly))
+        return nullptr;
+    QUiLoader loader;
+    return loader.load(&file, parent);
+}
+
+int DLGitemNumber(const QWidget *widget)
+{
+    QVariant value = widget->property("item");
+    return value.isValid() ? value.toInt() : 0;
+}
+
+QWidget *DLGitem(QWidget *dialog, int item)
+{
+    if (!dialog)
+        return nullptr;
+    if (DLGitemNumber(dialog) == item)
+        return dialog;
+    const QList<QWidget *> children = dialog->findChildren<QWidget *>();
+    for (QWidget *child : children)
+        if (DLGitemNumber(child) == item)
+            return child;
+    return nullptr;
+}
+
+QString DLGtext(const std::string &bytes)
+{
+    QStringDecoder utf8(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
+    QString text = utf8(QByteArray(bytes.data(), (qsizetype)bytes.size()));
+    if (utf8.hasError())
+        return QString::fromLatin1(bytes.data(), (qsizetype)bytes.size());
+    return text;
+}
+
+QString DLGtext(const char *bytes)
+{
+    return DLGtext(std::string(bytes ? bytes : ""));
+}
+
+std::string DLGbytes(const QString &text)
+{
+    QByteArray bytes = text.toUtf8();
+    return std::string(bytes.constData(), (size_t)bytes.size());
+}

@@ -1,0 +1,132 @@
+// Shows alerts 128, 129, 134 and dialogs 131, 135, 140 from their layouts: every numbered push
+// button ends the dialog with its number; Escape or the close button answers with item 2 where
+// the dialog has one (Cancel, No), else item 1.
+#include "platform/qtpresenter.h"
+
+#include <QAbstractButton>
+#include <QApplication>
+#include <QCheckBox>
+#include <QDialog>
+#include <QFileDialog>
+#include <QLabel>
+#include <QLineEdit>
+#include <QMessageBox>
+#include <QPushButton>
+
+#include "platform/dialogs.h"
+
+// Loads a dialog and wires its numbered buttons; null when the layout is missing.
+static QDialog *loadDialog(const char *type, int id)
+{
+    QWidget *widget = DLGload(type, id, QApplication::activeWindow());
+    QDialog *dialog = qobject_cast<QDialog *>(widget);
+    if (!dialog) {
+        delete widget;
+        return nullptr;
+    }
+    dialog->setObjectName(QString("%1%2").arg(type).arg(id));
+    dialog->setWindowModality(Qt::ApplicationModal);
+    const QList<QPushButton *> buttons = dialog->findChildren<QPushButton *>();
+    for (QPushButton *button : buttons) {
+        int item = DLGitemNumber(button);
+        if (item > 0)
+            QObject::connect(button, &QPushButton::clicked, dialog, [dialog, item] { dialog->done(item); });
+    }
+    return dialog;
+}
+
+// Runs the dialog; a rejection (Escape, close button) becomes item 2 when there is one, else 1.
+static int runDialog(QDialog *dialog)
+{
+    int result = dialog->exec();
+    if (result == QDialog::Rejected)
+        result = DLGitem(dialog, 2) && qobject_cast<QAbstractButton *>(DLGitem(dialog, 2)) ? 2 : 1;
+    delete dialog;
+    return result;
+}
+
+int QtPresenter::alert(int alertId, const std::string &param0)
+{
+    QDialog *dialog = loadDialog("ALRT", alertId);
+    if (!dialog) {
+        QMessageBox::warning(QApplication::activeWindow(), "Orvenda VQX Map Editor", DLGtext(param0));
+        return 1;
+    }
+    const QList<QLabel *> labels = dialog->findChildren<QLabel *>();
+    for (QLabel *label : labels)
+        if (label->text().contains("^0"))
+            label->setText(label->text().replace("^0", DLGtext(param0)));
+    return runDialog(dialog);
+}
+
+int QtPresenter::promptForName(const std::string &prompt, std::string &name, int maxLen)
+{
+    QDialog *dialog = loadDialog("DLOG", 131);
+    if (!dialog)
+        return 0;
+    auto *promptLabel = qobject_cast<QLabel *>(DLGitem(dialog, 3));
+    auto *field = qobject_cast<QLineEdit *>(DLGitem(dialog, 4));
+    if (!field) {
+        delete dialog;
+        return 0;
+    }
+    if (promptLabel)
+        promptLabel->setText(DLGtext(prompt));
+    field->setText(DLGtext(name));
+    field->selectAll();
+    // Whatever is typed, the field never holds more than maxLen bytes.
+    QObject::connect(field, &QLineEdit::textEdited, field, [field, maxLen](const QString &text) {
+        if (maxLen < 0 || (int)DLGbytes(text).size() <= maxLen)
+            return;
+        QString cut = text;
+        while (!cut.isEmpty() && (int)DLGbytes(cut).size() > maxLen)
+            cut.chop(1);
+        field->setText(cut);
+    });
+    int result = dialog->exec();
+    if (result == 1)
+        name = DLGbytes(field->text());
+    delete dialog;
+    return result == 1 ? 1 : 0;
+}
+
+int QtPresenter::question(int dialogId, const std::string &text, int *checkbox)
+{
+    QDialog *dialog = loadDialog("DLOG", dialogId);
+    if (!dialog)
+        return QMessageBox::question(QApplication::activeWindow(), "Orvenda VQX Map Editor", DLGtext(text)) ==
+                       QMessageBox::Yes
+                   ? 1
+                   : 2;
+    if (auto *label = qobject_cast<QLabel *>(DLGitem(dialog, 3)))
+        label->setText(DLGtext(text));
+    auto *box = qobject_cast<QCheckBox *>(DLGitem(dialog, 4));
+    if (box)
+        box->setChecked(checkbox && *checkbox);
+    int result = dialog->exec();
+    if (checkbox)
+        *checkbox = box && box->isChecked() ? 1 : 0;
+    if (result == QDialog::Rejected)
+        result = 2;
+    delete dialog;
+    return result;
+}
+
+bool QtPresenter::chooseFile(const std::vector<std::string> &filters, std::string &path)
+{
+    QStringList nameFilters;
+    for (const std::string &code : filters) {
+        if (code == ".app" || code == "APPL")
+            nameFilters << "Applications (*.desktop *)";
+        else if (code == "osas" || code == "TEXT")
+            nameFilters << "Scripts (*.lua *.scpt *)";
+    }
+    nameFilters.removeDuplicates();
+    nameFilters << "All files (*)";
+    QString chosen = QFileDialog::getOpenFileName(QApplication::activeWindow(), "Choose a File", QString(),
+                                                  nameFilters.join(";;"));
+    if (chosen.isEmpty())
+        return false;
+    path = DLGbytes(chosen);
+    return true;
+}
