@@ -110,12 +110,13 @@ int openPrefs(int *fileRef, int forWriting)
     }
     char path[1100];
     snprintf(path, sizeof path, "%s/%s/%s", folder, VQX_PREFS_FOLDER_NAME, VQX_PREFS_FILE_NAME);
+    // Opened with the permission the file allows; writing needs both.
     int fd = open(path, O_RDWR);
-    if (fd < 0 && errno != ENOENT)
+    if (fd < 0 && errno != ENOENT && !forWriting)
         fd = open(path, O_RDONLY);
     if (fd < 0) {
         int openErr = errno == ENOENT ? kFnfErr : -errno;
-        if (!forWriting)
+        if (!forWriting || openErr != kFnfErr)
             return openErr;
         fd = open(path, O_RDWR | O_CREAT, 0644);
         if (fd < 0)

@@ -7,6 +7,9 @@
 #include <filesystem>
 #include <fstream>
 #include <sstream>
+#include <pwd.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include "mainwindow/eventlog.h"
@@ -153,4 +156,34 @@ void resetAllModules()
     EWWreset();
     CFGreset();
     lastWasEol = 0;
+}
+
+int runInChild(const std::function<int()> &fn, bool unprivileged)
+{
+    fflush(stdout);
+    fflush(stderr);
+    pid_t pid = fork();
+    if (pid == 0) {
+        if (unprivileged && geteuid() == 0) {
+            struct passwd *nobody = getpwnam("nobody");
+            uid_t uid = nobody ? nobody->pw_uid : 65534;
+            gid_t gid = nobody ? nobody->pw_gid : 65534;
+            if (setgid(gid) != 0 || setuid(uid) != 0)
+                _exit(250);
+        }
+        int result = fn();
+        fflush(stdout);
+        _exit(result & 0xFF);
+    }
+    int status = 0;
+    if (waitpid(pid, &status, 0) != pid)
+        return 999;
+    if (WIFSIGNALED(status))
+        return 1000 + WTERMSIG(status);
+    return WEXITSTATUS(status);
+}
+
+void openToEveryone(const std::string &folder)
+{
+    chmod(folder.c_str(), 0777);
 }

@@ -4,6 +4,7 @@
 #define VQX_TESTS_SUPPORT_H
 
 #include <deque>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -58,6 +59,13 @@ bool fileExists(const std::string &path);
 std::string captureStdout(void (*fn)(void *), void *data);
 // The folder of the built program, its resource file and pristine files.
 std::string appDir();
+
+// Runs fn in a forked child and returns its result (0..255), or 1000 + the signal that ended it.
+// With unprivileged set and this process running as root, the child first becomes the user
+// "nobody", so that file permissions hold for it as they do for an ordinary user.
+int runInChild(const std::function<int()> &fn, bool unprivileged);
+// Makes a folder reachable by every user (for children that run unprivileged).
+void openToEveryone(const std::string &folder);
 
 // Puts every module back as at start-up (between tests).
 void resetAllModules();
