@@ -4,6 +4,7 @@
 
 #include <cstdio>
 #include <cstring>
+#include <string>
 
 #include "mainwindow/eventlog.h"
 #include "platform/presenter.h"
@@ -79,9 +80,6 @@ static int showErrorAlert(const char *format, va_list args)
     return Alert(129);
 }
 
-#pragma GCC diagnostic ignored "-Wformat-extra-args"
-#pragma GCC diagnostic ignored "-Wformat-security"
-
 int errormsg(const char *format, ...)
 {
     va_list args;
@@ -91,8 +89,71 @@ int errormsg(const char *format, ...)
     return result;
 }
 
-// The fatal-style alerts: traced to the log window when it is open, then shown with the expanded
-// text used once more as errormsg's format (a "%" brought in by the arguments is expanded again).
+// The second expansion of a fatal-style alert's text: every conversion the text brought in is
+// expanded again, as the alerts always did, but with zero values (numbers 0, texts "(null)"), so
+// that a "%n", "%s" or "%9$d" read from a damaged file can never reach memory it does not own.
+static void expandAgain(const char *text, char *out, size_t size)
+{
+    size_t used = 0;
+    auto append = [&](const char *piece, size_t len) {
+        if (used + len >= size)
+            len = size - 1 - used;
+        memcpy(out + used, piece, len);
+        used += len;
+    };
+    const char *p = text;
+    while (*p && used + 1 < size) {
+        if (*p != '%') {
+            append(p++, 1);
+            continue;
+        }
+        const char *start = p++;
+        if (*p == '%') {
+            append("%", 1);
+            p++;
+            continue;
+        }
+        std::string spec = "%";
+        while (*p && strchr("0123456789$-+ #'.*", *p)) {
+            if (*p != '$' && *p != '*')
+                spec += *p;
+            else if (*p == '$')
+                spec = "%"; // a position: what came before it was the argument number
+            p++;
+        }
+        while (*p && strchr("hlLqjzt", *p))
+            p++;
+        char conversion = *p ? *p++ : '\0';
+        char piece[512];
+        int n = -1;
+        switch (conversion) {
+        case 'd': case 'i': case 'o': case 'u': case 'x': case 'X': case 'c':
+            n = snprintf(piece, sizeof piece, (spec + (conversion == 'c' ? 'd' : conversion)).c_str(), 0);
+            break;
+        case 'e': case 'E': case 'f': case 'F': case 'g': case 'G': case 'a': case 'A':
+            n = snprintf(piece, sizeof piece, (spec + conversion).c_str(), 0.0);
+            break;
+        case 's':
+            n = snprintf(piece, sizeof piece, (spec + 's').c_str(), "(null)");
+            break;
+        case 'p':
+            n = snprintf(piece, sizeof piece, "(nil)");
+            break;
+        case 'n':
+            n = 0;
+            break;
+        default: // not a conversion: the text stands as it is
+            append(start, (size_t)(p - start));
+            continue;
+        }
+        if (n > 0)
+            append(piece, (size_t)n < sizeof piece ? (size_t)n : sizeof piece - 1);
+    }
+    out[used] = '\0';
+}
+
+// The fatal-style alerts: traced to the log window when it is open, then shown with the text
+// expanded once more.
 static int fatalAlert(char *buf, const char *format, va_list args)
 {
     if (myEw) {
@@ -102,10 +163,9 @@ static int fatalAlert(char *buf, const char *format, va_list args)
         va_end(copy);
     }
     vsnprintf(buf, 1024, format, args);
-    // Zero arguments stand behind the text so that a conversion it brought in reads a zero
-    // (or "(null)") instead of whatever happens to be on the stack.
-    void *none = nullptr;
-    return errormsg(buf, none, none, none, none, none, none, none, none);
+    char expanded[1024];
+    expandAgain(buf, expanded, sizeof expanded);
+    return errormsg("%s", expanded);
 }
 
 int BUGfatal(const char *format, ...)

@@ -186,3 +186,17 @@ TEST_F(DiagnosticsTest, QuestionTextIsCutAt254)
     ynmessage(text.c_str());
     EXPECT_EQ(presenter.shown[0].text.size(), 254u);
 }
+
+TEST_F(DiagnosticsTest, SecondExpansionOfHostileTextNeverCrashes)
+{
+    VQXALERTprintfFATAL("item [%s]", "%n%s%9$s%*d%p%%%q");
+    ASSERT_EQ(presenter.shown.size(), 1u);
+    EXPECT_EQ(presenter.shown[0].text, "item [(null)(null)0(nil)%%q]");
+}
+
+TEST_F(DiagnosticsTest, SecondExpansionKeepsWidthsAndFlags)
+{
+    BUGfatal("[%s]", "%5d|%-3s|%x");
+    ASSERT_EQ(presenter.shown.size(), 1u);
+    EXPECT_EQ(presenter.shown[0].text, "[    0|(null)|0]");
+}
