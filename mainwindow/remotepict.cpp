@@ -158,6 +158,8 @@ QWidget *displayRemotePict(void)
     // Data that GetPictInfo refused stays allocated but is no picture to show.
     if (!remotePictHdl || remotePictAvail < 1)
         return nullptr;
+    if (remotePictWind == ourPictWind)
+        remotePictWind = nullptr;
     removeRemotePictWind(); // one picture window at a time
     PICTIMAGE decoded;
     PICTdecode(remotePictHdl->data(), remotePictHdl->size(), &decoded);

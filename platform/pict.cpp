@@ -33,28 +33,17 @@ struct Reader {
     }
     uint16_t u16()
     {
-        const uint8_t *p = take(2);
-        return p ? uint16_t(p[0] << 8 | p[1]) : 0;
+        unsigned high = u8();
+        return uint16_t(high << 8 | u8());
     }
     uint32_t u32()
     {
-        const uint8_t *p = take(4);
-        return p ? uint32_t(p[0]) << 24 | uint32_t(p[1]) << 16 | uint32_t(p[2]) << 8 | p[3] : 0;
+        uint32_t high = u16();
+        return high << 16 | u16();
     }
-    bool skip(size_t n)
-    {
-        take(n);
-        return ok;
-    }
-    PictRect rect()
-    {
-        PictRect r;
-        r.top = int16_t(u16());
-        r.left = int16_t(u16());
-        r.bottom = int16_t(u16());
-        r.right = int16_t(u16());
-        return r;
-    }
+    bool skip(size_t n) { return take(n), ok; }
+    // A braced list is evaluated left to right: top, left, bottom, right.
+    PictRect rect() { return PictRect{int16_t(u16()), int16_t(u16()), int16_t(u16()), int16_t(u16())}; }
 };
 
 // How rows of packed pixel data are framed. The classic rule packs rows of 8 bytes or more and
@@ -75,7 +64,7 @@ struct PixMapHead {
     uint32_t table[256]; // colours of the indexed pixel values
 };
 
-enum Layout { layoutIndexed, layoutRgb555, layoutXrgb, layoutRgb, layoutPlanes3, layoutPlanes4 };
+enum Layout { layoutIndexed, layoutRgb555, layoutXrgb, layoutRgb, layoutPlanes };
 enum RowForm { rowRaw, rowPackedBytes, rowPackedWords };
 
 // How the rows of one pixel map are stored: their form, their unpacked length and their layout.
@@ -124,25 +113,16 @@ static bool readPixMapHead(Reader &r, uint16_t rowWord, PixMapHead &pm)
     if (pm.isPixMap) {
         r.u16(); // pmVersion
         pm.packType = r.u16();
-        r.u32(); // packSize
-        r.u32(); // hRes
-        r.u32(); // vRes
-        r.u16(); // pixelType
+        r.skip(4 + 4 + 4 + 2); // packSize, hRes, vRes, pixelType
         pm.pixelSize = r.u16();
         pm.cmpCount = r.u16();
         r.skip(2 + 4 + 4 + 4); // cmpSize, planeBytes, pmTable, pmReserved
     } else {
         pm.table[0] = 0xFFFFFFFFu; // a bitmap's 0 is white, 1 black
     }
-    if (!r.ok || pm.width <= 0 || pm.height <= 0 || pm.width > kPictMaxSide || pm.height > kPictMaxSide)
-        return false;
-    switch (pm.pixelSize) {
-    case 1: case 2: case 4: case 8: case 16: case 32:
-        break;
-    default:
-        return false;
-    }
-    return pm.rowBytes >= (pm.width * pm.pixelSize + 7) / 8;
+    bool powerOfTwo = pm.pixelSize > 0 && pm.pixelSize <= 32 && (pm.pixelSize & (pm.pixelSize - 1)) == 0;
+    return r.ok && powerOfTwo && pm.width > 0 && pm.height > 0 && pm.width <= kPictMaxSide &&
+           pm.height <= kPictMaxSide && pm.rowBytes >= (pm.width * pm.pixelSize + 7) / 8;
 }
 
 static bool readColorTable(Reader &r, uint32_t *table)
@@ -189,7 +169,7 @@ static bool planRows(const PixMapHead &pm, bool packedOp, const RowRule &rule, R
             if (pm.cmpCount != 3 && pm.cmpCount != 4)
                 return false;
             plan.form = rowPackedBytes;
-            plan.layout = pm.cmpCount == 4 ? layoutPlanes4 : layoutPlanes3;
+            plan.layout = layoutPlanes;
             plan.length = size_t(pm.width) * pm.cmpCount;
             units = plan.length;
         } else if (packed && packType != 1) {
@@ -237,7 +217,7 @@ static uint32_t rgb(unsigned red, unsigned green, unsigned blue)
 
 static void convertRow(const uint8_t *row, const PixMapHead &pm, Layout layout, uint32_t *line)
 {
-    size_t w = pm.width;
+    size_t w = pm.width, alpha = pm.cmpCount == 4 ? w : 0;
     for (size_t x = 0; x < w; x++) {
         switch (layout) {
         case layoutIndexed: {
@@ -258,11 +238,8 @@ static void convertRow(const uint8_t *row, const PixMapHead &pm, Layout layout, 
         case layoutRgb:
             line[x] = rgb(row[3 * x], row[3 * x + 1], row[3 * x + 2]);
             break;
-        case layoutPlanes3:
-            line[x] = rgb(row[x], row[w + x], row[2 * w + x]);
-            break;
-        case layoutPlanes4: // alpha plane first; QuickDraw draws the colour only
-            line[x] = rgb(row[w + x], row[2 * w + x], row[3 * w + x]);
+        case layoutPlanes: // an alpha plane comes first; QuickDraw draws the colour only
+            line[x] = rgb(row[alpha + x], row[alpha + w + x], row[alpha + 2 * w + x]);
             break;
         }
     }
@@ -427,21 +404,12 @@ static bool skipOpcode(Parse &p, unsigned op)
         PictRect bbox;
         return readRegion(r, &bbox);
     }
+    // Data sizes of 0000-006F; -1: read below.
     static const int8_t fixedSize[0x70] = {
-        // 00-0F
-        0, -1, 8, 2, 1, 2, 4, 4, 2, 8, 8, 4, 4, 2, 4, 4,
-        // 10-1F
-        8, -1, -1, -1, -1, 2, 2, 0, 0, 0, 6, 6, 0, 6, 0, 6,
-        // 20-2F (24-27 and 2C-2F above; 28-2B text)
-        8, 4, 6, 2, 0, 0, 0, 0, -1, -1, -1, -1, 0, 0, 0, 0,
-        // 30-3F
-        8, 8, 8, 8, 8, 8, 8, 8, 0, 0, 0, 0, 0, 0, 0, 0,
-        // 40-4F
-        8, 8, 8, 8, 8, 8, 8, 8, 0, 0, 0, 0, 0, 0, 0, 0,
-        // 50-5F
-        8, 8, 8, 8, 8, 8, 8, 8, 0, 0, 0, 0, 0, 0, 0, 0,
-        // 60-6F
-        12, 12, 12, 12, 12, 12, 12, 12, 4, 4, 4, 4, 4, 4, 4, 4,
+        0, -1, 8, 2, 1, 2, 4, 4, 2, 8, 8, 4, 4, 2, 4, 4, 8, -1, -1, -1, -1, 2, 2, 0, 0, 0, 6, 6, 0, 6, 0, 6,   // 00-1F
+        8, 4, 6, 2, 0, 0, 0, 0, -1, -1, -1, -1, 0, 0, 0, 0, 8, 8, 8, 8, 8, 8, 8, 8, 0, 0, 0, 0, 0, 0, 0, 0, // 20-3F
+        8, 8, 8, 8, 8, 8, 8, 8, 0, 0, 0, 0, 0, 0, 0, 0, 8, 8, 8, 8, 8, 8, 8, 8, 0, 0, 0, 0, 0, 0, 0, 0,     // 40-5F
+        12, 12, 12, 12, 12, 12, 12, 12, 4, 4, 4, 4, 4, 4, 4, 4,                                             // 60-6F
     };
     switch (op) {
     case 0x01: // Clip: its bounding box limits what the bitmaps draw
@@ -586,16 +554,13 @@ int PICTreadFile(const char *path, PICTIMAGE *image)
     FILE *f = fopen(path, "rb");
     if (!f)
         return -43;
-    std::vector<uint8_t> bytes;
-    uint8_t block[65536];
-    size_t n;
-    while ((n = fread(block, 1, sizeof block, f)) > 0)
-        bytes.insert(bytes.end(), block, block + n);
-    bool failed = ferror(f) != 0;
+    long length = fseek(f, 0, SEEK_END) == 0 ? ftell(f) : -1;
+    std::vector<uint8_t> bytes(length > kPictFileHeaderSize ? size_t(length) : 0);
+    bool read = length >= 0 && fseek(f, 0, SEEK_SET) == 0 && fread(bytes.data(), 1, bytes.size(), f) == bytes.size();
     fclose(f);
-    if (failed)
+    if (!read)
         return -43;
-    if (bytes.size() <= kPictFileHeaderSize)
+    if (bytes.empty())
         return pictureDataErr;
     return PICTdecode(bytes.data() + kPictFileHeaderSize, bytes.size() - kPictFileHeaderSize, image);
 }
