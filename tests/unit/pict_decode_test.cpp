@@ -34,6 +34,13 @@ static int decode(const PictBytes &p, PICTIMAGE &img)
     return PICTdecode(p.data(), p.size(), &img);
 }
 
+// Ends a version 2 picture (pad, end opcode) and draws it.
+static int endAndDecode(PictBytes &p, PICTIMAGE &img)
+{
+    p.align().u16(0x00FF);
+    return decode(p, img);
+}
+
 TEST(PictDecode, VersionOneBitsRectDrawsOnesBlackAndZerosWhite)
 {
     PictBytes p = pictV1(0, 0, 2, 10);
@@ -71,9 +78,8 @@ TEST(PictDecode, PackedFourBitIndexedMapUsesItsColourTable)
     p.rect(0, 0, 2, 20).rect(0, 0, 2, 20).u16(0);
     p.u8(4).u8(0xF8).u8(0x01).u8(0x00).u8(0x12); // row 0: 01 nine times, then 12
     p.u8(4).u8(0xF8).u8(0x22).u8(0x00).u8(0x20); // row 1: 22 nine times, then 20
-    p.align().u16(0x00FF);
     PICTIMAGE img;
-    ASSERT_EQ(decode(p, img), 0);
+    ASSERT_EQ(endAndDecode(p, img), 0);
     EXPECT_EQ(pixel(img, 0, 0), argb(255, 0, 0));
     EXPECT_EQ(pixel(img, 1, 0), argb(0, 255, 0));
     EXPECT_EQ(pixel(img, 18, 0), argb(0, 255, 0));
@@ -91,9 +97,8 @@ TEST(PictDecode, UnpackedTwoBitMapTakesColoursByValue)
     p.u32(0).u16(0).u16(1); // two entries keyed by value: 3 white, 1 grey
     p.u16(3).u16(0xFFFF).u16(0xFFFF).u16(0xFFFF).u16(1).u16(0x8080).u16(0x8080).u16(0x8080);
     p.rect(0, 0, 1, 4).rect(0, 0, 1, 4).u16(0).u8(0xD8).u8(0); // 3 1 2 0
-    p.align().u16(0x00FF);
     PICTIMAGE img;
-    ASSERT_EQ(decode(p, img), 0);
+    ASSERT_EQ(endAndDecode(p, img), 0);
     EXPECT_EQ(pixel(img, 0, 0), kWhite);
     EXPECT_EQ(pixel(img, 1, 0), argb(0x80, 0x80, 0x80));
     EXPECT_EQ(pixel(img, 2, 0), kBlack); // no entry for 2: black
@@ -105,9 +110,8 @@ TEST(PictDecode, SixteenBitPixelsPackedByWords)
     directBitsHead(p, 12, 1, 6, 3, 16, 3);
     // 7C00 (red) five times, then a literal 03E0 (green): 12 bytes unpacked.
     p.u8(6).u8(0xFC).u8(0x7C).u8(0x00).u8(0x00).u8(0x03).u8(0xE0);
-    p.align().u16(0x00FF);
     PICTIMAGE img;
-    ASSERT_EQ(decode(p, img), 0);
+    ASSERT_EQ(endAndDecode(p, img), 0);
     EXPECT_EQ(pixel(img, 0, 0), argb(255, 0, 0));
     EXPECT_EQ(pixel(img, 4, 0), argb(255, 0, 0));
     EXPECT_EQ(pixel(img, 5, 0), argb(0, 255, 0));
@@ -118,9 +122,8 @@ TEST(PictDecode, SixteenBitPixelsUnpacked)
     PictBytes p = pictV2(0, 0, 1, 4);
     directBitsHead(p, 8, 1, 4, 1, 16, 3);
     p.u16(0x001F).u16(0x7FFF).u16(0x4210).u16(0x0000);
-    p.align().u16(0x00FF);
     PICTIMAGE img;
-    ASSERT_EQ(decode(p, img), 0);
+    ASSERT_EQ(endAndDecode(p, img), 0);
     EXPECT_EQ(pixel(img, 0, 0), argb(0, 0, 255));
     EXPECT_EQ(pixel(img, 1, 0), kWhite);
     EXPECT_EQ(pixel(img, 2, 0), argb(0x84, 0x84, 0x84));
@@ -137,9 +140,8 @@ TEST(PictDecode, ThirtyTwoBitPixelsUnpackedAndWithoutPadByte)
     pixMapFields(p, 2, 32, 3); // row 1: RGB triples
     p.rect(1, 0, 2, 3).rect(1, 0, 2, 3).u16(0);
     p.u8(1).u8(2).u8(3).u8(4).u8(5).u8(6).u8(7).u8(8).u8(9);
-    p.align().u16(0x00FF);
     PICTIMAGE img;
-    ASSERT_EQ(decode(p, img), 0);
+    ASSERT_EQ(endAndDecode(p, img), 0);
     EXPECT_EQ(pixel(img, 0, 0), argb(0x11, 0x22, 0x33));
     EXPECT_EQ(pixel(img, 1, 0), argb(0x44, 0x55, 0x66));
     EXPECT_EQ(pixel(img, 2, 1), argb(7, 8, 9));
@@ -150,9 +152,8 @@ TEST(PictDecode, ThirtyTwoBitPlanesWithAlphaFirstDrawOpaqueColour)
     PictBytes p = pictV2(0, 0, 1, 2);
     directBitsHead(p, 8, 1, 2, 4, 32, 4);
     p.u8(9).u8(7).u8(0x00).u8(0x80).u8(0x10).u8(0x20).u8(0x30).u8(0x40).u8(0x50).u8(0x60);
-    p.align().u16(0x00FF);
     PICTIMAGE img;
-    ASSERT_EQ(decode(p, img), 0);
+    ASSERT_EQ(endAndDecode(p, img), 0);
     EXPECT_EQ(pixel(img, 0, 0), argb(0x10, 0x30, 0x50));
     EXPECT_EQ(pixel(img, 1, 0), argb(0x20, 0x40, 0x60));
 }
@@ -209,9 +210,8 @@ TEST(PictDecode, SourceIsScaledOntoALargerDestination)
     pixMapFields(p, 1, 32, 3);
     p.rect(0, 0, 2, 2).rect(0, 0, 4, 4).u16(0);
     p.u32(0x00FF0000).u32(0x0000FF00).u32(0x000000FF).u32(0x00000000);
-    p.align().u16(0x00FF);
     PICTIMAGE img;
-    ASSERT_EQ(decode(p, img), 0);
+    ASSERT_EQ(endAndDecode(p, img), 0);
     EXPECT_EQ(pixel(img, 1, 1), argb(255, 0, 0));
     EXPECT_EQ(pixel(img, 2, 1), argb(0, 255, 0));
     EXPECT_EQ(pixel(img, 1, 2), argb(0, 0, 255));
@@ -224,9 +224,8 @@ TEST(PictDecode, FrameAwayFromOriginPutsItsCornerAtPixelZero)
     p.u16(0x009A).u32(0xFF).u16(0x8000 | 4).rect(11, 22, 12, 23);
     pixMapFields(p, 1, 32, 3);
     p.rect(11, 22, 12, 23).rect(11, 22, 12, 23).u16(0).u32(0x00123456);
-    p.align().u16(0x00FF);
     PICTIMAGE img;
-    ASSERT_EQ(decode(p, img), 0);
+    ASSERT_EQ(endAndDecode(p, img), 0);
     ASSERT_EQ(img.width, 3);
     ASSERT_EQ(img.height, 2);
     EXPECT_EQ(pixel(img, 2, 1), argb(0x12, 0x34, 0x56));
