@@ -162,7 +162,7 @@ private slots:
         QCOMPARE(remotePictAvail, 1);
     }
 
-    void windowNeverMovedAppearsWhereWindow129IsDesigned()
+    void windowNeverMovedOpensWhereWindow129Opens()
     {
         checkForRemotePict("OrvendaVQXM2A.REM");
         theConfigPrefs.remoteLeft = 0;
