@@ -10,7 +10,7 @@ fail() { echo "FAIL: $*"; exit 1; }
 
 cmake --install "$build" --prefix "$prefix" > /dev/null
 lib="$prefix/lib/orvenda-vqx"
-for f in vqx-map-editor vqx-install-preferences vqx-map-editor.rcc OrvendaVQXM1.map OrvendaVQXM1A.REM \
+for f in vqx-map-editor vqx-install-preferences vqx-map-editor.rcc OrvendaVQXM1A.pic DeckSet.pic OrvendaVQXM1.map OrvendaVQXM1A.REM \
          OrvendaVQXM2.map OrvendaVQXM2A.REM DeckSet.REM OrvendaVQX.cfg show.Welcome; do
   [ -f "$lib/$f" ] || fail "missing $lib/$f"
 done
