@@ -12,9 +12,14 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include "editor/editrecords.h"
 #include "mainwindow/eventlog.h"
 #include "mapping/config.h"
 #include "mapping/tokens.h"
+#include "mapperlink/launch.h"
+#include "mapperlink/mapperapi.h"
+#include "mapperlink/notify.h"
+#include "mapperlink/script.h"
 #include "shell/diagnostics.h"
 
 int RecordingPresenter::alert(int alertId, const std::string &param0)
@@ -156,6 +161,11 @@ void resetAllModules()
     EWWreset();
     CFGreset();
     lastWasEol = 0;
+    NOTreset();
+    MAPPERAPIreset();
+    VQXLAUNCHreset();
+    SCRIPTreset();
+    EDITRECreset();
 }
 
 int runInChild(const std::function<int()> &fn, bool unprivileged)
