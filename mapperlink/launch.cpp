@@ -209,15 +209,15 @@ int SendFinderAELaunchApp(const FSSpec *fileSpec)
     return opener(path);
 }
 
-// The file specification of an existing path: the path made absolute, links kept as they are (a
+// The FSSpec of an existing path: the path made absolute, links kept as they are (a
 // linked ".desktop" entry or program is opened under its own name); 0 or a negative code.
-static int makeSpec(const char *path, FSSpec *spec)
+static int makeFSSpec(const char *path, FSSpec *target)
 {
     char folder[PATH_MAX] = "";
     if (path[0] != '/' && !getcwd(folder, sizeof folder))
         return -errno;
-    int n = snprintf(spec->path, sizeof spec->path, "%s%s%s", folder, folder[0] ? "/" : "", path);
-    return n < 0 || (size_t)n >= sizeof spec->path ? -ENAMETOOLONG : 0;
+    int n = snprintf(target->path, sizeof target->path, "%s%s%s", folder, folder[0] ? "/" : "", path);
+    return n < 0 || (size_t)n >= sizeof target->path ? -ENAMETOOLONG : 0;
 }
 
 void VQXLAUNCHapplication(const char *name)
@@ -243,13 +243,13 @@ void VQXLAUNCHapplication(const char *name)
         BUGprintf("Orvenda VQX ERROR: unable to launch [%s] -- FSPathMakeRef returns %d", name, pathError());
         return;
     }
-    FSSpec spec;
-    int err = makeSpec(launchPath, &spec);
+    FSSpec target;
+    int err = makeFSSpec(launchPath, &target);
     if (err != 0) {
         BUGprintf("Orvenda VQX ERROR: unable to launch [%s] -- FSGetCatalogInfo returned %d", name, err);
         return;
     }
-    err = SendFinderAELaunchApp(&spec);
+    err = SendFinderAELaunchApp(&target);
     if (err != 0)
         BUGprintf("Orvenda VQX ERROR: unable to launch [%s] -- error %d", name, (int16_t)err);
 }
@@ -269,13 +269,13 @@ int VQXLAUNCHevent(void *context, LaunchEvent *launchAction, int enabled)
         BUGprintf("Orvenda VQX ERROR: unable to launch [%s] (FSPathMakeRef returns %d)", path, err);
         return err;
     }
-    FSSpec spec;
-    int err = makeSpec(path, &spec);
+    FSSpec target;
+    int err = makeFSSpec(path, &target);
     if (err != 0) {
         BUGprintf("Orvenda VQX ERROR: unable to launch [%s] (FSGetCatalogInfo returned %d)", path, err);
         return err;
     }
-    err = SendFinderAELaunchApp(&spec);
+    err = SendFinderAELaunchApp(&target);
     if (err != 0)
         BUGprintf("Orvenda VQX ERROR: Launch Failure--Error %d for %s", err, path);
     return err;
