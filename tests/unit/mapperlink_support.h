@@ -80,6 +80,11 @@ inline bool usePrivateSessionBus()
         return false;
     address = line;
     setenv("DBUS_SESSION_BUS_ADDRESS", address.c_str(), 1);
+    // A new bus connection holds back what it receives until the main loop has run once, and
+    // what arrives in that moment may be handed on out of order: let the loop run first.
+    if (!QDBusConnection::sessionBus().isConnected())
+        return false;
+    QCoreApplication::processEvents();
     return true;
 }
 
