@@ -173,6 +173,8 @@ static int readFork(int fd, char **block, long *size)
 int LoadScript(const FSSpec *fileSpec, OSAID *scriptID)
 {
     openComponent();
+    if (!fileSpec)
+        return -43;
     const char *path = fileSpec->path;
     const char *slash = strrchr(path, '/');
     const char *name = slash ? slash + 1 : path;
