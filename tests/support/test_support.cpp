@@ -11,6 +11,9 @@
 
 #include "mainwindow/eventlog.h"
 #include "mapping/config.h"
+#include "mapping/describe.h"
+#include "mapping/model.h"
+#include "mapping/remote.h"
 #include "mapping/tokens.h"
 #include "shell/diagnostics.h"
 
@@ -151,6 +154,9 @@ void resetAllModules()
 {
     DIAGreset();
     EWWreset();
+    MAPreset();
+    REMreset();
+    DESCreset();
     CFGreset();
     lastWasEol = 0;
 }
