@@ -1,11 +1,12 @@
-// The fields of each action type on an ACT line of a mapping file, read with the standard
-// formatted scan; each parser stops at the first field that does not scan and reports it.
+// The fields of each action type on an ACT line of a mapping file, read as the standard
+// formatted scan reads them; each parser stops at the first field that does not scan and reports it.
 #include <cerrno>
 #include <cstring>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include "mapping/alerttext.h"
+#include "mapping/fieldscan.h"
 #include "mapping/mapfile.h"
 #include "shell/diagnostics.h"
 
@@ -52,23 +53,19 @@ static const char *buttonOf(const ActionRecord *action)
 static bool scanDecimal(FILE *stream, int32_t *dest, const ActionRecord *action, Reporter report,
                         const char *failure)
 {
-    int value;
-    if (fscanf(stream, "%d", &value) != 1) {
+    if (!SCANdecimal(stream, dest)) {
         report(failure, buttonOf(action));
         return false;
     }
-    *dest = value;
     return true;
 }
 
 static bool scanHex(FILE *stream, uint32_t *dest, const ActionRecord *action, Reporter report, const char *failure)
 {
-    unsigned int value;
-    if (fscanf(stream, "%x", &value) != 1) {
+    if (!SCANhex(stream, dest)) {
         report(failure, buttonOf(action));
         return false;
     }
-    *dest = value;
     return true;
 }
 
@@ -93,13 +90,13 @@ int parseQuotedString(FILE *stream, char *buffer)
     buffer[0] = '\0';
     int c;
     do {
-        c = getc(stream);
+        c = getc_unlocked(stream);
         if (endOfData(c) || c == '\n')
             return 0;
     } while (c != '"');
     int len = 0;
     for (;;) {
-        c = getc(stream);
+        c = getc_unlocked(stream);
         if (endOfData(c) || c == '\n') {
             buffer[len] = '\0';
             return 0;
@@ -119,8 +116,8 @@ ActionRecord *parseKeyEvent(FILE *stream, ActionRecord *action)
     if (!scanHex(stream, &key.message, action, VQXALERTprintfFATAL,
                  "Fatal error: bad message for KEY command %s; cannot continue..."))
         return nullptr;
-    unsigned int modifiers;
-    if (fscanf(stream, "%x", &modifiers) != 1 || modifiers > 0xFFFF) {
+    uint32_t modifiers;
+    if (!SCANhex(stream, &modifiers) || modifiers > 0xFFFF) {
         VQXALERTprintfFATAL("Fatal error: bad modifiers for KEY command %s; cannot continue...", buttonOf(action));
         return nullptr;
     }
@@ -145,6 +142,31 @@ ActionRecord *parseMouseEvent(FILE *stream, ActionRecord *action)
     return action;
 }
 
+// The last script path looked up during this read and what the look-up gave (0, or the error):
+// a mapping often names one script many times.
+static char checkedPath[1024];
+static int checkedResult;
+static bool checkedValid;
+
+void MAPforgetScriptChecks(void)
+{
+    checkedValid = false;
+}
+
+// 0 when the script file is there, else its error code (-43 when it does not exist).
+static int checkScript(const char *path)
+{
+    if (checkedValid && strcmp(path, checkedPath) == 0)
+        return checkedResult;
+    struct stat st;
+    checkedResult = 0;
+    if (stat(path, &st) != 0)
+        checkedResult = (errno == ENOENT || errno == ENOTDIR) ? -43 : -errno;
+    snprintf(checkedPath, sizeof checkedPath, "%s", path);
+    checkedValid = true;
+    return checkedResult;
+}
+
 // The script's file specification: the absolute form of its path. A script that is not there is
 // only logged; the action stays usable.
 static void makeScriptSpec(AppleEventEvent &script)
@@ -154,9 +176,8 @@ static void makeScriptSpec(AppleEventEvent &script)
         snprintf(script.fileSpec.path, sizeof script.fileSpec.path, "%s", script.path);
     else
         snprintf(script.fileSpec.path, sizeof script.fileSpec.path, "%s/%s", cwd, script.path);
-    struct stat st;
-    if (stat(script.path, &st) != 0) {
-        int err = (errno == ENOENT || errno == ENOTDIR) ? -43 : -errno;
+    int err = checkScript(script.path);
+    if (err != 0) {
         BUGprintf("Orvenda VQX ERROR: script file [%s] not found (FSPathMakeRef returns %d)", script.path, err);
         BUGprintf("Orvenda VQX ERROR: script file [%s] does not exist", script.path);
     }
@@ -197,7 +218,7 @@ ActionRecord *parseLaunchEvent(FILE *stream, ActionRecord *action)
 ActionRecord *parseSysVolumeEvent(FILE *stream, ActionRecord *action)
 {
     SysVolumeEvent &vol = action->theEvent.sysVolume;
-    if (fscanf(stream, "%31s", vol.subtypeText) != 1) {
+    if (!SCANword(stream, vol.subtypeText, sizeof vol.subtypeText)) {
         vol.subtypeText[0] = '\0';
         VQXALERTprintfFATAL("Fatal error: bad volume sub type for VOL command %s; cannot continue...",
                             buttonOf(action));
@@ -205,7 +226,7 @@ ActionRecord *parseSysVolumeEvent(FILE *stream, ActionRecord *action)
     static const char *const subtypes[] = {"SET", "CHG", "MUTE", "FADE"};
     vol.subtype = 0;
     for (int i = 0; i < 4; i++)
-        if (strcmp(vol.subtypeText, subtypes[i]) == 0)
+        if (SCANisWord(vol.subtypeText, subtypes[i]))
             vol.subtype = i + 1;
     if (vol.subtype == 0) {
         VQXALERTprintfFATAL("Fatal error: unrecognized volume subtype for VOL command %s; cannot continue...",
@@ -230,10 +251,10 @@ ActionRecord *parseSysVolumeEvent(FILE *stream, ActionRecord *action)
 ActionRecord *parseTextStringEvent(FILE *stream, ActionRecord *action)
 {
     TextStringEvent &txt = action->theEvent.textString;
-    int length;
+    int32_t length;
     // A missing or negative length has no message of its own: the action is dropped and the
     // reader's alert for a failed action says so.
-    if (fscanf(stream, "%d", &length) != 1 || length < 0)
+    if (!SCANdecimal(stream, &length) || length < 0)
         return nullptr;
     if (length > kMaxTextLength) {
         VQXALERTprintfFATAL("Length of string for TXT command %s is too long.", buttonOf(action));
@@ -241,14 +262,14 @@ ActionRecord *parseTextStringEvent(FILE *stream, ActionRecord *action)
     }
     int c;
     do {
-        c = getc(stream);
+        c = getc_unlocked(stream);
     } while (!endOfData(c) && c != '[');
     if (c != '[') {
         VQXALERTprintfFATAL("incorrect delimiter found for TXT command %s", buttonOf(action));
         return nullptr;
     }
     for (int i = 0; i < length; i++) {
-        c = getc(stream);
+        c = getc_unlocked(stream);
         if (endOfData(c)) {
             VQXALERTprintfFATAL("reached end of file while parsing string for TXT command %s", buttonOf(action));
             return nullptr;

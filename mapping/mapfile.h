@@ -32,6 +32,8 @@ ActionRecord *parseTextStringEvent(FILE *stream, ActionRecord *action);
 ActionRecord *parseMapSwitchEvent(FILE *stream, ActionRecord *action);
 // Reads a double-quoted string into buffer (1024 bytes; a longer string is cut at 1023); 1 or 0.
 int parseQuotedString(FILE *stream, char *buffer);
+// Forgets which script files were found, so that the next read looks them up again.
+void MAPforgetScriptChecks(void);
 
 // Writing.
 int writeMapFile(const char *name);

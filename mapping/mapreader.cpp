@@ -5,6 +5,7 @@
 
 #include "mapping/alerttext.h"
 #include "mapping/config.h"
+#include "mapping/fieldscan.h"
 #include "mapping/mapfile.h"
 #include "mapping/reconcile.h"
 #include "mapping/remote.h"
@@ -116,14 +117,17 @@ static void readActLine(FILE *stream)
 
 void evaluateSds(FILE *stream, char *token)
 {
-    if (strcmp(token, "REM") == 0) {
+    // Action lines are by far the most frequent: tested first.
+    if (SCANisWord(token, "ACT")) {
+        readActLine(stream);
+    } else if (SCANisWord(token, "REM")) {
         readRemLine(stream);
-    } else if (strcmp(token, "MAPVER") == 0) {
+    } else if (SCANisWord(token, "MAPVER")) {
         char value[32];
         value[0] = '\0';
         UTILgetSpaceDelimitedString(stream, value);
         scanDecimalToken(value, &mapfileVersion);
-    } else if (strcmp(token, "DEFAULT") == 0) {
+    } else if (SCANisWord(token, "DEFAULT")) {
         if (tableIsFull())
             return;
         ApplicationRecord *appl = newEntry();
@@ -131,13 +135,11 @@ void evaluateSds(FILE *stream, char *token)
         theDefaultAppl = appl;
         if (showParsedCommands)
             BUGprintf("Application #%d [DEFAULT]", numApplications);
-    } else if (strcmp(token, "APPL") == 0) {
+    } else if (SCANisWord(token, "APPL")) {
         readApplLine(stream);
-    } else if (strcmp(token, "DIS") == 0) {
+    } else if (SCANisWord(token, "DIS")) {
         if (numApplications > 0 && theCurrentAppl)
             theCurrentAppl->disabled = 1;
-    } else if (strcmp(token, "ACT") == 0) {
-        readActLine(stream);
     } else {
         BUGprintfNR("Orvenda VQX ERROR: unknown token [%s] in .MAP file (", token);
         while (UTILgetSpaceDelimitedString(stream, token) >= 0)
@@ -167,21 +169,21 @@ ActionRecord *APPLparseActionMapping(FILE *stream)
     }
     char *name = action->theEvent.common.name;
     char typeWord[32];
-    if (fscanf(stream, "%31s", name) != 1)
+    if (!SCANword(stream, name, sizeof action->theEvent.common.name))
         name[0] = '\0';
-    if (fscanf(stream, "%31s", typeWord) != 1)
+    if (!SCANword(stream, typeWord, sizeof typeWord))
         typeWord[0] = '\0';
 
     ActionRecord *parsed = nullptr;
     bool known = false;
     for (const VariantParser &variant : variantParsers) {
-        if (strcmp(typeWord, variant.word) == 0) {
+        if (SCANisWord(typeWord, variant.word)) {
             parsed = variant.parse(stream, action);
             known = true;
             break;
         }
     }
-    if (!known && strcmp(typeWord, "NO_ACTION") == 0) {
+    if (!known && SCANisWord(typeWord, "NO_ACTION")) {
         action->theEvent.common.type = kNoActionEventType;
         if (showParsedCommands)
             BUGprintf("PARSE[%s NO_ACTION]", name);
@@ -191,7 +193,7 @@ ActionRecord *APPLparseActionMapping(FILE *stream)
     if (!known) {
         VQXALERTprintfFATAL("Fatal error: unrecognized event type (%s) in mapping file; cannot continue...",
                             MAPalertArg(typeWord));
-        free(action);
+        MAPfreeAction(action);
         return nullptr;
     }
 
@@ -200,16 +202,16 @@ ActionRecord *APPLparseActionMapping(FILE *stream)
     char flag[32];
     flag[0] = '\0';
     UTILgetSpaceDelimitedString(stream, flag);
-    if (strcmp(flag, "DIS") == 0) {
+    if (SCANisWord(flag, "DIS")) {
         action->disabled = 1;
         flag[0] = '\0';
         UTILgetSpaceDelimitedString(stream, flag);
     }
-    if (strcmp(flag, "OVR") == 0)
+    if (SCANisWord(flag, "OVR"))
         action->override = 1;
 
     if (!parsed) {
-        free(action);
+        MAPfreeAction(action);
         return nullptr;
     }
     return action;
@@ -219,6 +221,7 @@ int parseMapFile(const char *name)
 {
     mapfileVersion = 0;
     mapFileError = 0;
+    MAPforgetScriptChecks();
     freeActionListMemory();
     theCurrentAppl = theDefaultAppl = theGlobalAppl = nullptr;
     FILE *stream = VQXFILESopenPrefsFile(name, "r", 0);

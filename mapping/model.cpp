@@ -19,11 +19,52 @@ int32_t mapFileError;             // 2 table full, 3 no remote named, 4 a mappin
 int32_t mapFileChanged;           // the model differs from the file
 int32_t showParsedCommands;       // trace each parsed line
 
+// Freed action records are kept for the next read instead of going back to the system, so that
+// reloading a large mapping reuses the same memory. Builds with the address checker free them
+// for real, so that a use after free is still caught.
+#if defined(__SANITIZE_ADDRESS__)
+#define VQX_RECYCLE_ACTIONS 0
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer)
+#define VQX_RECYCLE_ACTIONS 0
+#endif
+#endif
+#ifndef VQX_RECYCLE_ACTIONS
+#define VQX_RECYCLE_ACTIONS 1
+#endif
+enum { kMaxSpareActions = 4096 };
+static ActionRecord *spareActions; // freed records kept for reuse, linked through next
+static int numSpareActions;        // records in spareActions
+
+// A record from the spare list or the heap, its contents undefined; none when memory runs out.
+static ActionRecord *takeRecord(void)
+{
+    if (spareActions) {
+        ActionRecord *action = spareActions;
+        spareActions = action->next;
+        numSpareActions--;
+        return action;
+    }
+    return static_cast<ActionRecord *>(malloc(sizeof(ActionRecord)));
+}
+
+void MAPfreeAction(ActionRecord *action)
+{
+    if (VQX_RECYCLE_ACTIONS && numSpareActions < kMaxSpareActions) {
+        action->next = spareActions;
+        spareActions = action;
+        numSpareActions++;
+        return;
+    }
+    free(action);
+}
+
 ActionRecord *MAPnewAction(void)
 {
-    ActionRecord *action = static_cast<ActionRecord *>(calloc(1, sizeof(ActionRecord)));
+    ActionRecord *action = takeRecord();
     if (!action)
         return nullptr;
+    memset(action, 0, sizeof(ActionRecord));
     action->count = 1;
     action->event = &action->theEvent;
     action->buttonName = action->theEvent.common.name;
@@ -47,7 +88,7 @@ void addActionToList(ApplicationRecord *appl, ActionRecord *action)
 
 ActionRecord *copyAction(const ActionRecord *action)
 {
-    ActionRecord *copy = static_cast<ActionRecord *>(malloc(sizeof(ActionRecord)));
+    ActionRecord *copy = takeRecord();
     if (!copy) {
         VQXALERTprintfFATAL("Fatal error: unable to allocate memory to parse mapping into; cannot continue...");
         return nullptr;
@@ -65,7 +106,7 @@ static void freeList(ApplicationRecord *appl)
     ActionRecord *action = appl->first;
     while (action) {
         ActionRecord *next = action->next;
-        free(action);
+        MAPfreeAction(action);
         action = next;
     }
     appl->first = appl->last = nullptr;
@@ -131,6 +172,12 @@ int MAPlistLength(const ApplicationRecord *appl)
 void MAPreset(void)
 {
     freeActionListMemory();
+    while (spareActions) {
+        ActionRecord *next = spareActions->next;
+        free(spareActions);
+        spareActions = next;
+    }
+    numSpareActions = 0;
     memset(theActionByApplList, 0, sizeof theActionByApplList);
     theDefaultAppl = theGlobalAppl = theCurrentAppl = nullptr;
     numButtons = maxNumButtons = 0;

@@ -131,6 +131,8 @@ extern int32_t showParsedCommands;
 // A new action record from the heap: count 1, no next, flags and spare 0, the event zeroed and
 // buttonName and event pointing into the record itself; none when memory runs out.
 ActionRecord *MAPnewAction(void);
+// Gives back a record made by MAPnewAction or copyAction that is in no list.
+void MAPfreeAction(ActionRecord *action);
 // Appends action to the application's list (numButtons and maxNumButtons follow).
 void addActionToList(ApplicationRecord *appl, ActionRecord *action);
 // A new independent copy of action, or none (fatal alert shown).

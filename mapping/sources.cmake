@@ -6,6 +6,7 @@ list(APPEND VQX_CORE_SOURCES
   mapping/alerttext.cpp
   mapping/remote.cpp
   mapping/model.cpp
+  mapping/fieldscan.cpp
   mapping/mapreader.cpp
   mapping/actionparse.cpp
   mapping/mapwriter.cpp
