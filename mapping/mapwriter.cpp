@@ -1,5 +1,6 @@
 // Writes the model back to a mapping file, all or nothing, and resolves the escapes of
 // text-string actions.
+#include <cstdint>
 #include <cstring>
 
 #include "mapping/alerttext.h"
@@ -38,88 +39,245 @@ int writeMapFile(const char *name)
     return 0;
 }
 
-void writeAction(FILE *stream, ActionRecord *action)
+// One line being built. The fields are formatted here, giving the same bytes as the printf
+// conversion named beside each use, because formatting is most of a save's time.
+namespace {
+struct Line {
+    char text[1400];
+    int len = 0;
+
+    void ch(char c)
+    {
+        if (len < (int)sizeof text)
+            text[len++] = c;
+    }
+    void str(const char *s) // "%s"
+    {
+        while (*s)
+            ch(*s++);
+    }
+    void left(const char *s, int width) // "%-<width>s"
+    {
+        int start = len;
+        str(s);
+        while (len - start < width)
+            ch(' ');
+    }
+    void dec(int32_t value, int width) // "%<width>d"
+    {
+        char digits[12];
+        int n = 0;
+        int64_t v = value;
+        uint64_t magnitude = v < 0 ? (uint64_t)(-v) : (uint64_t)v;
+        do {
+            digits[n++] = (char)('0' + magnitude % 10);
+            magnitude /= 10;
+        } while (magnitude);
+        if (v < 0)
+            digits[n++] = '-';
+        for (int pad = n; pad < width; pad++)
+            ch(' ');
+        while (n)
+            ch(digits[--n]);
+    }
+    void hex(uint32_t value, int width) // "%0<width>x"
+    {
+        char digits[8];
+        int n = 0;
+        do {
+            digits[n++] = "0123456789abcdef"[value & 15];
+            value >>= 4;
+        } while (value);
+        for (int pad = n; pad < width; pad++)
+            ch('0');
+        while (n)
+            ch(digits[--n]);
+    }
+    // " %3d %3d %2d %d": delay, rate1, reps, rate2.
+    void repeat(const EventCommon &e)
+    {
+        ch(' ');
+        dec(e.delay, 3);
+        ch(' ');
+        dec(e.rate1, 3);
+        ch(' ');
+        dec(e.reps, 2);
+        ch(' ');
+        dec(e.rate2, 0);
+    }
+    // "%s %-11s ": "ACT" and the button name.
+    void start(const char *name)
+    {
+        str("ACT ");
+        left(name, 11);
+        ch(' ');
+    }
+    void put(FILE *stream) const { fwrite(text, 1, (size_t)len, stream); }
+};
+} // namespace
+
+// "%s %-11s KEY %08x %04x %3d %3d %2d %d": "ACT", name, message, modifiers, delay, rate1, reps, rate2
+static void keyBody(Line &line, const ActionRecord *action)
+{
+    const KeyEvent &key = action->theEvent.key;
+    line.start(key.name);
+    line.str("KEY ");
+    line.hex(key.message, 8);
+    line.ch(' ');
+    line.hex(key.modifiers, 4);
+    line.repeat(action->theEvent.common);
+}
+
+// "%s %-11s %s %08x %3d %3d %2d %d": "ACT", name, "MOU", message, delay, rate1, reps, rate2
+static void mouseBody(Line &line, const ActionRecord *action)
+{
+    const MouseEvent &mouse = action->theEvent.mouse;
+    line.start(mouse.name);
+    line.str("MOU ");
+    line.hex(mouse.message, 8);
+    line.repeat(action->theEvent.common);
+}
+
+// "%s %-11s SCR \"%s\" %3d %3d %2d %d" and "%s %-11s LAUNCH \"%s\" %3d %3d %2d %d": "ACT", name,
+// path, delay, rate1, reps, rate2
+static void pathBody(Line &line, const ActionRecord *action, const char *keyword, const char *path)
+{
+    line.start(action->theEvent.common.name);
+    line.str(keyword);
+    line.str(" \"");
+    line.str(path);
+    line.ch('"');
+    line.repeat(action->theEvent.common);
+}
+
+// "%s %-11s VOL %s %d %3d %3d %2d %d %d %d": "ACT", name, subtype text, value, delay, rate1, reps,
+// rate2, unMute, fadeType. The subtype text follows the code first; the model is repaired along
+// the way.
+static void volumeBody(Line &line, ActionRecord *action)
+{
+    SysVolumeEvent &vol = action->theEvent.sysVolume;
+    static const char *const subtypes[] = {"SET", "CHG", "MUTE", "FADE"};
+    if (vol.subtype >= kSysVolSet && vol.subtype <= kSysVolFade)
+        snprintf(vol.subtypeText, sizeof vol.subtypeText, "%s", subtypes[vol.subtype - 1]);
+    line.start(vol.name);
+    line.str("VOL ");
+    line.str(vol.subtypeText);
+    line.ch(' ');
+    line.dec(vol.value, 0);
+    line.repeat(action->theEvent.common);
+    line.ch(' ');
+    line.dec(vol.unMute, 0);
+    line.ch(' ');
+    line.dec(vol.fadeType, 0);
+}
+
+// "%s %-11s TXT %d [%s": "ACT", name, length of the raw text, raw text. No closing bracket: the
+// length tells the reader where the text ends, and the text is written as typed.
+static void textBody(Line &line, const ActionRecord *action)
+{
+    const TextStringEvent &txt = action->theEvent.textString;
+    line.start(txt.name);
+    line.str("TXT ");
+    line.dec((int32_t)strlen(txt.text), 0);
+    line.str(" [");
+    line.str(txt.text);
+}
+
+// "%s %-11s NO_ACTION": "ACT", name
+static void noActionBody(Line &line, const ActionRecord *action)
+{
+    line.start(action->theEvent.common.name);
+    line.str("NO_ACTION");
+}
+
+static void body(Line &line, ActionRecord *action)
 {
     switch (action->theEvent.common.type) {
     case kKeyEventType:
-        writeKeyEvent(stream, action);
+        keyBody(line, action);
         break;
     case kMouseEventType:
-        writeMouseEvent(stream, action);
+        mouseBody(line, action);
         break;
     case kAppleEventType:
-        writeAppleEvent(stream, action);
+        pathBody(line, action, "SCR", action->theEvent.script.path);
         break;
     case kLaunchEventType:
-        writeLaunchEvent(stream, action);
+        pathBody(line, action, "LAUNCH", action->theEvent.launch.path);
         break;
     case kSysVolumeEventType:
-        writeSysVolumeEvent(stream, action);
+        volumeBody(line, action);
         break;
     case kTextStringEventType:
-        writeTextStringEvent(stream, action);
+        textBody(line, action);
         break;
     case kNoActionEventType:
-        writeNoActionEvent(stream, action);
+        noActionBody(line, action);
         break;
     default:
-        break;
+        break; // another type writes no body, only the flags and the line end
     }
+}
+
+void writeAction(FILE *stream, ActionRecord *action)
+{
+    Line line;
+    body(line, action);
     if (action->disabled)
-        fprintf(stream, " %s", "DIS");
+        line.str(" DIS");
     if (action->override)
-        fprintf(stream, " %s", "OVR");
-    fputc('\n', stream);
+        line.str(" OVR");
+    line.ch('\n');
+    line.put(stream);
 }
 
 void writeKeyEvent(FILE *stream, const ActionRecord *action)
 {
-    const KeyEvent &key = action->theEvent.key;
-    fprintf(stream, "%s %-11s KEY %08x %04x %3d %3d %2d %d", "ACT", key.name, key.message, key.modifiers, key.delay,
-            key.rate1, key.reps, key.rate2);
+    Line line;
+    keyBody(line, action);
+    line.put(stream);
 }
 
 void writeMouseEvent(FILE *stream, const ActionRecord *action)
 {
-    const MouseEvent &mouse = action->theEvent.mouse;
-    fprintf(stream, "%s %-11s %s %08x %3d %3d %2d %d", "ACT", mouse.name, "MOU", mouse.message, mouse.delay,
-            mouse.rate1, mouse.reps, mouse.rate2);
+    Line line;
+    mouseBody(line, action);
+    line.put(stream);
 }
 
 void writeAppleEvent(FILE *stream, const ActionRecord *action)
 {
-    const AppleEventEvent &script = action->theEvent.script;
-    fprintf(stream, "%s %-11s SCR \"%s\" %3d %3d %2d %d", "ACT", script.name, script.path, script.delay,
-            script.rate1, script.reps, script.rate2);
+    Line line;
+    pathBody(line, action, "SCR", action->theEvent.script.path);
+    line.put(stream);
 }
 
 void writeLaunchEvent(FILE *stream, const ActionRecord *action)
 {
-    const LaunchEvent &launch = action->theEvent.launch;
-    fprintf(stream, "%s %-11s LAUNCH \"%s\" %3d %3d %2d %d", "ACT", launch.name, launch.path, launch.delay,
-            launch.rate1, launch.reps, launch.rate2);
+    Line line;
+    pathBody(line, action, "LAUNCH", action->theEvent.launch.path);
+    line.put(stream);
 }
 
 void writeSysVolumeEvent(FILE *stream, ActionRecord *action)
 {
-    SysVolumeEvent &vol = action->theEvent.sysVolume;
-    // The subtype text follows the code; the model is repaired along the way.
-    static const char *const subtypes[] = {"SET", "CHG", "MUTE", "FADE"};
-    if (vol.subtype >= kSysVolSet && vol.subtype <= kSysVolFade)
-        snprintf(vol.subtypeText, sizeof vol.subtypeText, "%s", subtypes[vol.subtype - 1]);
-    fprintf(stream, "%s %-11s VOL %s %d %3d %3d %2d %d %d %d", "ACT", vol.name, vol.subtypeText, vol.value,
-            vol.delay, vol.rate1, vol.reps, vol.rate2, vol.unMute, vol.fadeType);
+    Line line;
+    volumeBody(line, action);
+    line.put(stream);
 }
 
 void writeTextStringEvent(FILE *stream, const ActionRecord *action)
 {
-    const TextStringEvent &txt = action->theEvent.textString;
-    fprintf(stream, "%s %-11s TXT %d [%s", "ACT", txt.name, (int)strlen(txt.text), txt.text);
+    Line line;
+    textBody(line, action);
+    line.put(stream);
 }
 
 void writeNoActionEvent(FILE *stream, const ActionRecord *action)
 {
-    fprintf(stream, "%s %-11s NO_ACTION", "ACT", action->theEvent.common.name);
+    Line line;
+    noActionBody(line, action);
+    line.put(stream);
 }
 
 int hexDigit(int c)

@@ -667,3 +667,21 @@ TEST(MappingReader, ChangeMapFileRewritesConfigurationAndReadsBoth)
     EXPECT_EQ(buttonNames(theGlobalAppl), std::vector<std::string>{"Play"});
     EXPECT_EQ(commandNames(), std::vector<std::string>{"Play"});
 }
+
+TEST(MappingReader, ScriptNamedManyTimesIsReportedEachTimeAndLookedUpAgainOnTheNextRead)
+{
+    PresenterScope scope;
+    MappingFiles files("");
+    std::string script = files.path("later.lua");
+    std::string text = "MAPVER 2\nAPPL x\nACT A SCR \"" + script + "\" 0 0 0 0\nACT B SCR \"" + script + "\" 0 0 0 0\n";
+    MapRead first = readMap(files, text);
+    size_t count = 0;
+    for (size_t at = first.trace.find("does not exist"); at != std::string::npos;
+         at = first.trace.find("does not exist", at + 1))
+        count++;
+    EXPECT_EQ(count, 2u);
+    writeFile(script, "print(1)\n");
+    MapRead second = readMap(files, text);
+    EXPECT_EQ(second.trace.find("script file"), std::string::npos);
+    EXPECT_EQ(MAPlistLength(applNamed("x")), 2);
+}

@@ -171,6 +171,79 @@ TEST(MappingWriter, EveryActionTypeAndFlagIsWrittenByItsFormatString)
     EXPECT_TRUE(scope.presenter.shown.empty());
 }
 
+TEST(MappingWriter, ExtremeAndRandomFieldValuesAreWrittenByTheFormatStrings)
+{
+    PresenterScope scope;
+    MappingFiles files("");
+    theGlobalAppl = addAppl("*GLOBAL*");
+    const int32_t extremes[] = {INT32_MIN, INT32_MIN + 1, -1000, -100, -10, -9, -1, 0, 1, 9, 10, 99, 100, 999, 1000,
+                                INT32_MAX};
+    uint32_t seed = 12345;
+    auto next = [&seed]() {
+        seed = seed * 1103515245u + 12345u;
+        return seed;
+    };
+    for (int i = 0; i < 400; i++) {
+        int32_t v[7];
+        for (int32_t &x : v)
+            x = i < 16 ? extremes[(i + (&x - v)) % 16] : (int32_t)next() >> (next() % 31);
+        int type = kKeyEventType + i % 8;
+        ActionRecord *a = addAction(theGlobalAppl, std::string(i % 13, 'n') + std::to_string(i), type, i % 4);
+        setRepeat(a, v[0], v[1], v[2], v[3]);
+        switch (type) {
+        case kKeyEventType:
+            a->theEvent.key.message = next();
+            a->theEvent.key.modifiers = (uint16_t)next();
+            break;
+        case kMouseEventType:
+            a->theEvent.mouse.message = i < 8 ? 0xFFFFFFFFu : next() >> (next() % 32);
+            break;
+        case kAppleEventType:
+            snprintf(a->theEvent.script.path, 1024, "/s %d", v[4]);
+            break;
+        case kLaunchEventType:
+            snprintf(a->theEvent.launch.path, 1024, "%s", std::string(1023, 'p').c_str());
+            break;
+        case kSysVolumeEventType:
+            a->theEvent.sysVolume.subtype = 1 + i % 5;
+            snprintf(a->theEvent.sysVolume.subtypeText, 32, "%s", std::string(31, 't').c_str());
+            a->theEvent.sysVolume.value = v[4];
+            a->theEvent.sysVolume.unMute = v[5];
+            a->theEvent.sysVolume.fadeType = v[6];
+            break;
+        case kTextStringEventType:
+            snprintf(a->theEvent.textString.text, 256, "%s", std::string(255, 'x').c_str());
+            break;
+        default:
+            break;
+        }
+    }
+    ASSERT_EQ(writeMapFile("extreme.map"), 0);
+    // The volume subtype texts were repaired by the save before these lines are computed.
+    EXPECT_EQ(readFile(files.path("extreme.map")), expectedFile());
+}
+
+TEST(MappingWriter, EachBodyRoutineWritesItsLineWithoutFlags)
+{
+    PresenterScope scope;
+    MappingFiles files("");
+    theGlobalAppl = addAppl("*GLOBAL*");
+    ActionRecord *a = addAction(theGlobalAppl, "Play", kKeyEventType, 3);
+    a->theEvent.key.message = 0x240d;
+    setRepeat(a, -1, -1, -1, -1);
+    FILE *f = tmpfile();
+    writeKeyEvent(f, a);
+    writeNoActionEvent(f, a);
+    writeMouseEvent(f, a);
+    rewind(f);
+    char buffer[512] = {0};
+    size_t n = fread(buffer, 1, sizeof buffer - 1, f);
+    fclose(f);
+    EXPECT_EQ(std::string(buffer, n), "ACT Play        KEY 0000240d 0000  -1  -1 -1 -1"
+                                      "ACT Play        NO_ACTION"
+                                      "ACT Play        MOU 0000240d  -1  -1 -1 -1");
+}
+
 TEST(MappingWriter, EveryActionTypeAndFlagReadsBackTheSame)
 {
     PresenterScope scope;
