@@ -50,8 +50,7 @@ static const char *buttonOf(const ActionRecord *action)
 }
 
 // One "%d" field; on failure the message is shown with the button name.
-static bool scanDecimal(FILE *stream, int32_t *dest, const ActionRecord *action, Reporter report,
-                        const char *failure)
+static bool scanDecimal(FILE *stream, int32_t *dest, const ActionRecord *action, Reporter report, const char *failure)
 {
     if (!SCANdecimal(stream, dest)) {
         report(failure, buttonOf(action));
@@ -73,10 +72,10 @@ static bool scanHex(FILE *stream, uint32_t *dest, const ActionRecord *action, Re
 static bool scanRepeat(FILE *stream, ActionRecord *action, Reporter report, const char *const messages[4])
 {
     EventCommon &common = action->theEvent.common;
-    return scanDecimal(stream, &common.delay, action, report, messages[0]) &&
-           scanDecimal(stream, &common.rate1, action, report, messages[1]) &&
-           scanDecimal(stream, &common.reps, action, report, messages[2]) &&
-           scanDecimal(stream, &common.rate2, action, report, messages[3]);
+    return scanDecimal(stream, &common.delay, action, report, messages[0])
+        && scanDecimal(stream, &common.rate1, action, report, messages[1])
+        && scanDecimal(stream, &common.reps, action, report, messages[2])
+        && scanDecimal(stream, &common.rate2, action, report, messages[3]);
 }
 
 // A byte 0xFF reads as end of file, as it always has in these strings.
@@ -114,7 +113,7 @@ ActionRecord *parseKeyEvent(FILE *stream, ActionRecord *action)
 {
     KeyEvent &key = action->theEvent.key;
     if (!scanHex(stream, &key.message, action, VQXALERTprintfFATAL,
-                 "Fatal error: bad message for KEY command %s; cannot continue..."))
+            "Fatal error: bad message for KEY command %s; cannot continue..."))
         return nullptr;
     uint32_t modifiers;
     if (!SCANhex(stream, &modifiers) || modifiers > 0xFFFF) {
@@ -127,7 +126,7 @@ ActionRecord *parseKeyEvent(FILE *stream, ActionRecord *action)
     key.type = kKeyEventType;
     if (showParsedCommands)
         BUGprintf("PARSE[%s KEY %08x %04x %d %d %d %d]", key.name, key.message, key.modifiers, key.delay, key.rate1,
-                  key.reps, key.rate2);
+            key.reps, key.rate2);
     return action;
 }
 
@@ -167,7 +166,7 @@ static int checkScript(const char *path)
     return checkedResult;
 }
 
-// The script's file specification: the absolute form of its path. A script that is not there is
+// The script's file reference (FSSpec): the absolute form of its path. A script that is not there is
 // only logged; the action stays usable.
 static void makeScriptSpec(AppleEventEvent &script)
 {
@@ -189,7 +188,7 @@ ActionRecord *parseAppleEvent(FILE *stream, ActionRecord *action)
     if (!parseQuotedString(stream, script.path)) {
         VQXALERTprintfFATAL("Fatal error: reached end of line or end of file while parsing pathname for SCR "
                             "command %s; cannot continue",
-                            buttonOf(action));
+            buttonOf(action));
         return nullptr;
     }
     makeScriptSpec(script);
@@ -205,8 +204,8 @@ ActionRecord *parseLaunchEvent(FILE *stream, ActionRecord *action)
 {
     LaunchEvent &launch = action->theEvent.launch;
     if (!parseQuotedString(stream, launch.path))
-        VQXALERTprintfFATAL("Reached end of line or end of file while parsing pathname for LAUNCH command %s",
-                            buttonOf(action));
+        VQXALERTprintfFATAL(
+            "Reached end of line or end of file while parsing pathname for LAUNCH command %s", buttonOf(action));
     if (!scanRepeat(stream, action, VQXALERTprintfFATAL, launchRepeatMessages))
         return nullptr;
     launch.type = kLaunchEventType;
@@ -220,21 +219,21 @@ ActionRecord *parseSysVolumeEvent(FILE *stream, ActionRecord *action)
     SysVolumeEvent &vol = action->theEvent.sysVolume;
     if (!SCANword(stream, vol.subtypeText, sizeof vol.subtypeText)) {
         vol.subtypeText[0] = '\0';
-        VQXALERTprintfFATAL("Fatal error: bad volume sub type for VOL command %s; cannot continue...",
-                            buttonOf(action));
+        VQXALERTprintfFATAL(
+            "Fatal error: bad volume sub type for VOL command %s; cannot continue...", buttonOf(action));
     }
-    static const char *const subtypes[] = {"SET", "CHG", "MUTE", "FADE"};
+    static const char *const subtypes[] = { "SET", "CHG", "MUTE", "FADE" };
     vol.subtype = 0;
     for (int i = 0; i < 4; i++)
         if (SCANisWord(vol.subtypeText, subtypes[i]))
             vol.subtype = i + 1;
     if (vol.subtype == 0) {
-        VQXALERTprintfFATAL("Fatal error: unrecognized volume subtype for VOL command %s; cannot continue...",
-                            buttonOf(action));
+        VQXALERTprintfFATAL(
+            "Fatal error: unrecognized volume subtype for VOL command %s; cannot continue...", buttonOf(action));
         return nullptr;
     }
     if (!scanDecimal(stream, &vol.value, action, VQXALERTprintfFATAL,
-                     "Fatal error: bad value for VOL command %s; cannot continue..."))
+            "Fatal error: bad value for VOL command %s; cannot continue..."))
         return nullptr;
     if (!scanRepeat(stream, action, VQXALERTprintfFATAL, volumeRepeatMessages))
         return nullptr;

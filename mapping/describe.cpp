@@ -9,17 +9,17 @@
 #include "mapping/volume.h"
 #include "shell/prefs.h"
 
-static const int32_t shippedKeyRepeat[4][6] = {
-    {0, 0, 0, 0, 0, 0}, {1000, 1, 500, 500, 0, 0}, {500, 10, 150, 75, 0, 0}, {500, 1, 100, 100, 0, 0}};
-static const int32_t shippedMouseRepeat[4][6] = {
-    {0, 0, 0, 0, 1, 1}, {250, 1, 50, 50, 5, 5}, {250, 20, 50, 30, 5, 7}, {250, 1, 30, 30, 7, 7}};
+static const int32_t shippedKeyRepeat[4][6]
+    = { { 0, 0, 0, 0, 0, 0 }, { 1000, 1, 500, 500, 0, 0 }, { 500, 10, 150, 75, 0, 0 }, { 500, 1, 100, 100, 0, 0 } };
+static const int32_t shippedMouseRepeat[4][6]
+    = { { 0, 0, 0, 0, 1, 1 }, { 250, 1, 50, 50, 5, 5 }, { 250, 20, 50, 30, 5, 7 }, { 250, 1, 30, 30, 7, 7 } };
 
-int32_t keyRepeatDefaults[4][6] = {
-    {0, 0, 0, 0, 0, 0}, {1000, 1, 500, 500, 0, 0}, {500, 10, 150, 75, 0, 0}, {500, 1, 100, 100, 0, 0}};
-int32_t mouseRepeatDefaults[4][6] = {
-    {0, 0, 0, 0, 1, 1}, {250, 1, 50, 50, 5, 5}, {250, 20, 50, 30, 5, 7}, {250, 1, 30, 30, 7, 7}};
+int32_t keyRepeatDefaults[4][6]
+    = { { 0, 0, 0, 0, 0, 0 }, { 1000, 1, 500, 500, 0, 0 }, { 500, 10, 150, 75, 0, 0 }, { 500, 1, 100, 100, 0, 0 } };
+int32_t mouseRepeatDefaults[4][6]
+    = { { 0, 0, 0, 0, 1, 1 }, { 250, 1, 50, 50, 5, 5 }, { 250, 20, 50, 30, 5, 7 }, { 250, 1, 30, 30, 7, 7 } };
 
-static const char *const presetNames[4] = {"", "Slow Repeat", "Accelerate Repeat", "Fast Repeat"};
+static const char *const presetNames[4] = { "", "Slow Repeat", "Accelerate Repeat", "Fast Repeat" };
 
 void DESCreset(void)
 {
@@ -45,15 +45,16 @@ static void append(char *text, const char *format, ...)
 
 // Row 1-3 of the table whose delay, rate1, reps and rate2 (and, for mouse actions, multipliers)
 // are the event's; 0 when none is.
-static int presetRow(const int32_t table[4][6], int32_t delay, int32_t rate1, int32_t reps, int32_t rate2,
-                     const uint32_t *mouseMessage)
+static int presetRow(
+    const int32_t table[4][6], int32_t delay, int32_t rate1, int32_t reps, int32_t rate2, const uint32_t *mouseMessage)
 {
     for (int row = 1; row < 4; row++) {
         const int32_t *r = table[row];
         if (r[kRepeatDelay] != delay || r[kRepeatRate1] != rate1 || r[kRepeatReps] != reps || r[kRepeatRate2] != rate2)
             continue;
-        if (mouseMessage && ((int32_t)((*mouseMessage >> 8) & 0xF) != r[kRepeatRate1Multiplier] ||
-                             (int32_t)((*mouseMessage >> 12) & 0xF) != r[kRepeatRate2Multiplier]))
+        if (mouseMessage
+            && ((int32_t)((*mouseMessage >> 8) & 0xF) != r[kRepeatRate1Multiplier]
+                || (int32_t)((*mouseMessage >> 12) & 0xF) != r[kRepeatRate2Multiplier]))
             continue;
         return row;
     }
@@ -111,13 +112,39 @@ struct KeyName {
     const char *name;
 };
 static const KeyName keyNames[] = {
-    {0x240D, "return"},    {0x3009, "tab"},        {0x3120, "space"},     {0x3308, "delete"},  {0x3403, "enter"},
-    {0x4C03, "enter"},     {0x351B, "esc"},        {0x471B, "clear"},     {0x7205, "help"},    {0x7301, "home"},
-    {0x7704, "end"},       {0x740B, "PageUp"},     {0x790C, "PageDn"},    {0x757F, "del"},     {0x7B1C, "LeftArrow"},
-    {0x7C1D, "RightArrow"}, {0x7D1F, "DownArrow"}, {0x7E1E, "UpArrow"},   {0x7A10, "F1"},      {0x7810, "F2"},
-    {0x6310, "F3"},        {0x7610, "F4"},         {0x6010, "F5"},        {0x6110, "F6"},      {0x6210, "F7"},
-    {0x6410, "F8"},        {0x6510, "F9"},         {0x6D10, "F10"},       {0x6710, "F11"},     {0x6F10, "F12"},
-    {0x6910, "F13"},       {0x6B10, "F14"},        {0x7110, "F15"},
+    { 0x240D, "return" },
+    { 0x3009, "tab" },
+    { 0x3120, "space" },
+    { 0x3308, "delete" },
+    { 0x3403, "enter" },
+    { 0x4C03, "enter" },
+    { 0x351B, "esc" },
+    { 0x471B, "clear" },
+    { 0x7205, "help" },
+    { 0x7301, "home" },
+    { 0x7704, "end" },
+    { 0x740B, "PageUp" },
+    { 0x790C, "PageDn" },
+    { 0x757F, "del" },
+    { 0x7B1C, "LeftArrow" },
+    { 0x7C1D, "RightArrow" },
+    { 0x7D1F, "DownArrow" },
+    { 0x7E1E, "UpArrow" },
+    { 0x7A10, "F1" },
+    { 0x7810, "F2" },
+    { 0x6310, "F3" },
+    { 0x7610, "F4" },
+    { 0x6010, "F5" },
+    { 0x6110, "F6" },
+    { 0x6210, "F7" },
+    { 0x6410, "F8" },
+    { 0x6510, "F9" },
+    { 0x6D10, "F10" },
+    { 0x6710, "F11" },
+    { 0x6F10, "F12" },
+    { 0x6910, "F13" },
+    { 0x6B10, "F14" },
+    { 0x7110, "F15" },
 };
 
 const char *returnCharText(const KeyEvent *key)
@@ -146,7 +173,7 @@ const char *returnCharText(const KeyEvent *key)
 const char *makeKeyEventText(const KeyEvent *key)
 {
     static char text[64];
-    static const char *const mediaKeys[5] = {"", "Volume Up", "Volume Down", "Volume Mute", "Eject"};
+    static const char *const mediaKeys[5] = { "", "Volume Up", "Volume Down", "Volume Mute", "Eject" };
     unsigned media = key->modifiers & 0xF;
     if (media != 0) {
         snprintf(text, sizeof text, "Media Key\t%s", media <= 4 ? mediaKeys[media] : "");
@@ -174,8 +201,8 @@ const char *makeKeyEventText(const KeyEvent *key)
 const char *makeMouseEventText(const MouseEvent *mouse)
 {
     static char text[64];
-    static const char *const kinds[9] = {"Unknown", "UP", "DOWN", "LEFT", "RIGHT", "Left-Click", "Right-Click",
-                                         "Left-Double Click", "Right-Double Click"};
+    static const char *const kinds[9] = { "Unknown", "UP", "DOWN", "LEFT", "RIGHT", "Left-Click", "Right-Click",
+        "Left-Double Click", "Right-Double Click" };
     unsigned kind = mouse->message & 0xFF;
     snprintf(text, sizeof text, "Mouse\t%s", kind <= 8 ? kinds[kind] : "Unknown");
     if (showDetails())
@@ -209,14 +236,14 @@ const char *makeStringEventText(const TextStringEvent *txt)
 const char *makeSysVolText(const SysVolumeEvent *vol)
 {
     static char text[64];
-    static const char *const mutes[3] = {"Volume\tMute Off", "Volume\tMute On", "Volume\tMute Toggle"};
-    static const char *const fades[3] = {"Volume\tFade In", "Volume\tFade Out", "Volume\tFade Toggle"};
+    static const char *const mutes[3] = { "Volume\tMute Off", "Volume\tMute On", "Volume\tMute Toggle" };
+    static const char *const fades[3] = { "Volume\tFade In", "Volume\tFade Out", "Volume\tFade Toggle" };
     snprintf(text, sizeof text, "Volume\t");
     switch (vol->subtype) {
     case kSysVolChg:
         if (showDetails()) {
             snprintf(text, sizeof text, "Volume\tChange %d  %s", convertChgSystemToDisplay(vol->value),
-                     makeSysVolRepeatText(vol));
+                makeSysVolRepeatText(vol));
             if (vol->unMute)
                 append(text, "  Un Mute");
         } else {

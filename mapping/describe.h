@@ -18,7 +18,7 @@ enum {
 };
 
 // Row 0: no preset; rows 1-3: "Slow Repeat", "Accelerate Repeat", "Fast Repeat".
-extern int32_t keyRepeatDefaults[4][6];   // keystroke, script and volume actions
+extern int32_t keyRepeatDefaults[4][6]; // keystroke, script and volume actions
 extern int32_t mouseRepeatDefaults[4][6]; // mouse actions
 
 // Each returns its own static buffer (valid until its next call) or a constant text.

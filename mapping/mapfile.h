@@ -11,10 +11,10 @@
 #define VQX_GLOBAL_APPL_NAME "*GLOBAL*"
 
 enum {
-    kMapErrorTableFull = 2,  // mapFileError: application table full
-    kMapErrorNoRemote = 3,   // no remote file named after REM
+    kMapErrorTableFull = 2, // mapFileError: application table full
+    kMapErrorNoRemote = 3, // no remote file named after REM
     kMapErrorBadMapping = 4, // an action could not be parsed
-    kMaxTextLength = 32      // longest TXT text
+    kMaxTextLength = 32 // longest TXT text
 };
 
 // Reading.

@@ -155,9 +155,13 @@ struct VariantParser {
 };
 
 static const VariantParser variantParsers[] = {
-    {"KEY", parseKeyEvent},       {"SCR", parseAppleEvent},         {"MOU", parseMouseEvent},
-    {"LAUNCH", parseLaunchEvent}, {"MAP", parseMapSwitchEvent},     {"VOL", parseSysVolumeEvent},
-    {"TXT", parseTextStringEvent},
+    { "KEY", parseKeyEvent },
+    { "SCR", parseAppleEvent },
+    { "MOU", parseMouseEvent },
+    { "LAUNCH", parseLaunchEvent },
+    { "MAP", parseMapSwitchEvent },
+    { "VOL", parseSysVolumeEvent },
+    { "TXT", parseTextStringEvent },
 };
 
 ActionRecord *APPLparseActionMapping(FILE *stream)
@@ -191,8 +195,8 @@ ActionRecord *APPLparseActionMapping(FILE *stream)
         known = true;
     }
     if (!known) {
-        VQXALERTprintfFATAL("Fatal error: unrecognized event type (%s) in mapping file; cannot continue...",
-                            MAPalertArg(typeWord));
+        VQXALERTprintfFATAL(
+            "Fatal error: unrecognized event type (%s) in mapping file; cannot continue...", MAPalertArg(typeWord));
         MAPfreeAction(action);
         return nullptr;
     }
@@ -226,8 +230,8 @@ int parseMapFile(const char *name)
     theCurrentAppl = theDefaultAppl = theGlobalAppl = nullptr;
     FILE *stream = VQXFILESopenPrefsFile(name, "r", 0);
     if (!stream) {
-        VQXALERTprintfFATAL("Fatal error: unable to open MAP file %s for reading; cannot continue...",
-                            MAPalertArg(name));
+        VQXALERTprintfFATAL(
+            "Fatal error: unable to open MAP file %s for reading; cannot continue...", MAPalertArg(name));
         return -1;
     }
     char token[32];

@@ -156,7 +156,7 @@ static void pathBody(Line &line, const ActionRecord *action, const char *keyword
 static void volumeBody(Line &line, ActionRecord *action)
 {
     SysVolumeEvent &vol = action->theEvent.sysVolume;
-    static const char *const subtypes[] = {"SET", "CHG", "MUTE", "FADE"};
+    static const char *const subtypes[] = { "SET", "CHG", "MUTE", "FADE" };
     if (vol.subtype >= kSysVolSet && vol.subtype <= kSysVolFade)
         snprintf(vol.subtypeText, sizeof vol.subtypeText, "%s", subtypes[vol.subtype - 1]);
     line.start(vol.name);

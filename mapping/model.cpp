@@ -8,16 +8,16 @@
 #include "shell/diagnostics.h"
 
 ApplicationRecord theActionByApplList[kMaxApplications]; // the application table
-int32_t numApplications;          // used entries of the table
+int32_t numApplications; // used entries of the table
 ApplicationRecord *theDefaultAppl; // the default entry
-ApplicationRecord *theGlobalAppl;  // the "*GLOBAL*" entry
+ApplicationRecord *theGlobalAppl; // the "*GLOBAL*" entry
 ApplicationRecord *theCurrentAppl; // entry being filled while reading; then the default one
-int32_t numButtons;               // actions in the list being filled
-int32_t maxNumButtons;            // largest list length seen
-int32_t mapfileVersion;           // from MAPVER; 0 for an old file
-int32_t mapFileError;             // 2 table full, 3 no remote named, 4 a mapping not parsed
-int32_t mapFileChanged;           // the model differs from the file
-int32_t showParsedCommands;       // trace each parsed line
+int32_t numButtons; // actions in the list being filled
+int32_t maxNumButtons; // largest list length seen
+int32_t mapfileVersion; // from MAPVER; 0 for an old file
+int32_t mapFileError; // 2 table full, 3 no remote named, 4 a mapping not parsed
+int32_t mapFileChanged; // the model differs from the file
+int32_t showParsedCommands; // trace each parsed line
 
 // Freed action records are kept for the next read instead of going back to the system, so that
 // reloading a large mapping reuses the same memory. Builds with the address checker free them
@@ -34,7 +34,7 @@ int32_t showParsedCommands;       // trace each parsed line
 #endif
 enum { kMaxSpareActions = 4096 };
 static ActionRecord *spareActions; // freed records kept for reuse, linked through next
-static int numSpareActions;        // records in spareActions
+static int numSpareActions; // records in spareActions
 
 // A record from the spare list or the heap, its contents undefined; none when memory runs out.
 static ActionRecord *takeRecord(void)

@@ -11,15 +11,15 @@
 #include "shell/diagnostics.h"
 #include "shell/files.h"
 
-RemoteParmsRecord RemoteParms;         // frequency and bit time of the current remote
-char *cmdBuf;                          // the command buffer the records are packed into
-int32_t cmdBufLen;                     // its size in bytes
-char *cmdAssemblyPtr;                  // first free byte of cmdBuf
-CommandRecord *lastCmd;                // last command stored, or none
-int32_t maximumCommandLengthToken;     // largest token count of a command
+RemoteParmsRecord RemoteParms; // frequency and bit time of the current remote
+char *cmdBuf; // the command buffer the records are packed into
+int32_t cmdBufLen; // its size in bytes
+char *cmdAssemblyPtr; // first free byte of cmdBuf
+CommandRecord *lastCmd; // last command stored, or none
+int32_t maximumCommandLengthToken; // largest token count of a command
 int32_t minimumCommandLengthToken = 100; // smallest token count of a command
-int32_t averageCommandLengthToken;     // (max + min) / 2, truncated
-int32_t maximumCommandLengthBits;      // largest command length in bit times
+int32_t averageCommandLengthToken; // (max + min) / 2, truncated
+int32_t maximumCommandLengthBits; // largest command length in bit times
 
 // A command being assembled: the fixed part, room for the 100 tokens the loop counts to, and the
 // spare bytes, contiguous so that the first 46 + 2 x count bytes are the record as stored.
@@ -173,10 +173,10 @@ void evaluateRemSds(FILE *stream, char *token)
 {
     if (strcmp(token, "FRQ") == 0) {
         readRemoteNumber(stream, &RemoteParms.frequency,
-                         "Fatal error: invalid frequency [%s] in configuration file; cannot continue...");
+            "Fatal error: invalid frequency [%s] in configuration file; cannot continue...");
     } else if (strcmp(token, "BIT") == 0) {
         readRemoteNumber(stream, &RemoteParms.bitTime,
-                         "Fatal error: inval invalid bit-time [%s] in configuration file; cannot continue");
+            "Fatal error: inval invalid bit-time [%s] in configuration file; cannot continue");
     } else if (strcmp(token, "CMD") == 0) {
         assembleCommand(stream, token);
     } else {

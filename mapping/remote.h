@@ -7,16 +7,16 @@
 #include <cstdio>
 
 enum {
-    kMaxCommandTokens = 99,     // a command holds 1 to 99 tokens
-    kCommandNameSize = 36,      // name field of a command record
-    kCommandFixedSize = 44,     // next, name and count
-    kCommandSpareSize = 2,      // spare bytes behind the tokens
+    kMaxCommandTokens = 99, // a command holds 1 to 99 tokens
+    kCommandNameSize = 36, // name field of a command record
+    kCommandFixedSize = 44, // next, name and count
+    kCommandSpareSize = 2, // spare bytes behind the tokens
     kCommandOverhead = kCommandFixedSize + kCommandSpareSize // 46: size = 46 + 2 x count
 };
 
 struct RemoteParmsRecord {
     int32_t frequency; // carrier frequency (FRQ)
-    int32_t bitTime;   // bit time (BIT)
+    int32_t bitTime; // bit time (BIT)
 };
 
 // A command record as it lies in the command buffer: the fixed part is followed directly by
@@ -26,22 +26,22 @@ struct RemoteParmsRecord {
 // any even offset, so the struct is packed; read the tokens with CMDtoken.
 #pragma pack(push, 1)
 struct CommandRecord {
-    uint32_t next;                // offset of the following record in cmdBuf; 0 = none
-    char name[kCommandNameSize];  // button name, a token of at most 30 characters
-    int32_t count;                // token count, 1 to 99
+    uint32_t next; // offset of the following record in cmdBuf; 0 = none
+    char name[kCommandNameSize]; // button name, a token of at most 30 characters
+    int32_t count; // token count, 1 to 99
 };
 #pragma pack(pop)
 static_assert(sizeof(CommandRecord) == kCommandFixedSize, "command record fixed part");
 
 extern RemoteParmsRecord RemoteParms;
-extern char *cmdBuf;                     // the command buffer (cmdBufMemory)
-extern int32_t cmdBufLen;                // its size in bytes (cmdBufMemoryLen)
-extern char *cmdAssemblyPtr;             // first free byte of the buffer
-extern CommandRecord *lastCmd;           // last record stored, or none
+extern char *cmdBuf; // the command buffer (cmdBufMemory)
+extern int32_t cmdBufLen; // its size in bytes (cmdBufMemoryLen)
+extern char *cmdAssemblyPtr; // first free byte of the buffer
+extern CommandRecord *lastCmd; // last record stored, or none
 extern int32_t maximumCommandLengthToken; // largest token count
 extern int32_t minimumCommandLengthToken; // smallest token count (100 before any command)
 extern int32_t averageCommandLengthToken; // (max + min) / 2
-extern int32_t maximumCommandLengthBits;  // largest command length in bit times
+extern int32_t maximumCommandLengthBits; // largest command length in bit times
 
 int parseRemFile(const char *name);
 int changeRemFile(const char *name);

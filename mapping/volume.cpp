@@ -2,7 +2,7 @@
 // sums wrap around as 32-bit arithmetic does for values far outside the scales (no overflow trap).
 #include "mapping/volume.h"
 
-const int32_t convTable[8] = {1, 2, 3, 4, 5, 10, 20, 60}; // fade values by slider step
+const int32_t convTable[8] = { 1, 2, 3, 4, 5, 10, 20, 60 }; // fade values by slider step
 
 static int32_t mul(int32_t a, int32_t b)
 {

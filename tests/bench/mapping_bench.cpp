@@ -27,8 +27,8 @@ std::string actionLine(int appl, int button, const std::string &script)
     char line[512];
     switch ((appl + button) % 10) {
     case 0:
-        snprintf(line, sizeof line, "ACT %-11s KEY %08x %04x %3d %3d %2d %d", name.c_str(), 0x240d, 0x1000, -1, -1, -1,
-                 -1);
+        snprintf(
+            line, sizeof line, "ACT %-11s KEY %08x %04x %3d %3d %2d %d", name.c_str(), 0x240d, 0x1000, -1, -1, -1, -1);
         break;
     case 1:
         snprintf(line, sizeof line, "ACT %-11s MOU %08x %3d %3d %2d %d", name.c_str(), 0x5501, 250, 50, 1, 50);
@@ -38,7 +38,7 @@ std::string actionLine(int appl, int button, const std::string &script)
         break;
     case 3:
         snprintf(line, sizeof line, "ACT %-11s LAUNCH \"/usr/share/applications/vlc.desktop\" %3d %3d %2d %d",
-                 name.c_str(), 0, 0, 0, 0);
+            name.c_str(), 0, 0, 0, 0);
         break;
     case 4:
         snprintf(line, sizeof line, "ACT %-11s VOL CHG -12 500 150 10 75 1 0", name.c_str());
@@ -100,8 +100,7 @@ void checkModel(benchmark::State &state)
     int actions = 0;
     for (int i = 0; i < numApplications; i++)
         actions += MAPlistLength(&theActionByApplList[i]);
-    if (numApplications != kAppls || actions != kAppls * kButtons || REMcommandCount() != kButtons ||
-        mapFileError != 0)
+    if (numApplications != kAppls || actions != kAppls * kButtons || REMcommandCount() != kButtons || mapFileError != 0)
         state.SkipWithError("the generated mapping did not read back whole");
 }
 } // namespace

@@ -35,8 +35,8 @@ private:
 class MappingFiles {
 public:
     TempConfigHome home;
-    explicit MappingFiles(const std::string &map, const std::string &rem = "", int mem = 20000,
-                          const std::string &remName = "test.REM")
+    explicit MappingFiles(
+        const std::string &map, const std::string &rem = "", int mem = 20000, const std::string &remName = "test.REM")
     {
         home.install(false);
         std::string cfg = "UI\nMAP test.map\n";

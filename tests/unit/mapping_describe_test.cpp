@@ -124,8 +124,8 @@ TEST_F(Describe, ModifiersAreShownInTheirOrder)
 
 TEST_F(Describe, MediaKeys)
 {
-    const char *names[] = {"Media Key\tVolume Up", "Media Key\tVolume Down", "Media Key\tVolume Mute",
-                           "Media Key\tEject", "Media Key\t"};
+    const char *names[] = { "Media Key\tVolume Up", "Media Key\tVolume Down", "Media Key\tVolume Mute",
+        "Media Key\tEject", "Media Key\t" };
     for (int media = 1; media <= 5; media++) {
         KeyEvent k = key(0, (uint16_t)media, -1, -1, -1, -1);
         EXPECT_STREQ(makeKeyEventText(&k), names[media - 1]);
@@ -152,8 +152,8 @@ TEST_F(Describe, MouseWithSlowNumbersButOtherMultipliersShowsTheNumberedForm)
 
 TEST_F(Describe, MouseKinds)
 {
-    const char *kinds[] = {"Unknown", "UP", "DOWN", "LEFT", "RIGHT", "Left-Click", "Right-Click",
-                           "Left-Double Click", "Right-Double Click", "Unknown"};
+    const char *kinds[] = { "Unknown", "UP", "DOWN", "LEFT", "RIGHT", "Left-Click", "Right-Click", "Left-Double Click",
+        "Right-Double Click", "Unknown" };
     for (uint32_t kind = 0; kind <= 9; kind++) {
         MouseEvent m = mouse(0x1100 | kind, 0, 0, 0, 0);
         EXPECT_EQ(std::string(makeMouseEventText(&m)), std::string("Mouse\t") + kinds[kind]);
@@ -241,12 +241,12 @@ TEST_F(Describe, VolumeSetMuteAndFade)
     EXPECT_STREQ(makeSysVolText(&v), "Volume\tSet 100");
     details(true);
     EXPECT_STREQ(makeSysVolText(&v), "Volume\tSet 100  Un Mute");
-    const char *mutes[] = {"Volume\tMute Off", "Volume\tMute On", "Volume\tMute Toggle"};
+    const char *mutes[] = { "Volume\tMute Off", "Volume\tMute On", "Volume\tMute Toggle" };
     for (int value = 0; value < 3; value++) {
         v = volume(kSysVolMute, value);
         EXPECT_STREQ(makeSysVolText(&v), mutes[value]);
     }
-    const char *fades[] = {"Volume\tFade In", "Volume\tFade Out", "Volume\tFade Toggle"};
+    const char *fades[] = { "Volume\tFade In", "Volume\tFade Out", "Volume\tFade Toggle" };
     for (int type = 0; type < 3; type++) {
         v = volume(kSysVolFade, 20, 0, 0, type);
         details(true);
@@ -287,15 +287,13 @@ TEST_F(Describe, CharacterTextOfPrintableControlAndNamedKeys)
     struct {
         uint16_t code;
         const char *name;
-    } table[] = {{0x240D, "return"}, {0x3009, "tab"},       {0x3120, "space"},     {0x3308, "delete"},
-                 {0x3403, "enter"},  {0x4C03, "enter"},     {0x351B, "esc"},       {0x471B, "clear"},
-                 {0x7205, "help"},   {0x7301, "home"},      {0x7704, "end"},       {0x740B, "PageUp"},
-                 {0x790C, "PageDn"}, {0x757F, "del"},       {0x7B1C, "LeftArrow"}, {0x7C1D, "RightArrow"},
-                 {0x7D1F, "DownArrow"}, {0x7E1E, "UpArrow"}, {0x7A10, "F1"},        {0x7810, "F2"},
-                 {0x6310, "F3"},     {0x7610, "F4"},        {0x6010, "F5"},        {0x6110, "F6"},
-                 {0x6210, "F7"},     {0x6410, "F8"},        {0x6510, "F9"},        {0x6D10, "F10"},
-                 {0x6710, "F11"},    {0x6F10, "F12"},       {0x6910, "F13"},       {0x6B10, "F14"},
-                 {0x7110, "F15"}};
+    } table[] = { { 0x240D, "return" }, { 0x3009, "tab" }, { 0x3120, "space" }, { 0x3308, "delete" },
+        { 0x3403, "enter" }, { 0x4C03, "enter" }, { 0x351B, "esc" }, { 0x471B, "clear" }, { 0x7205, "help" },
+        { 0x7301, "home" }, { 0x7704, "end" }, { 0x740B, "PageUp" }, { 0x790C, "PageDn" }, { 0x757F, "del" },
+        { 0x7B1C, "LeftArrow" }, { 0x7C1D, "RightArrow" }, { 0x7D1F, "DownArrow" }, { 0x7E1E, "UpArrow" },
+        { 0x7A10, "F1" }, { 0x7810, "F2" }, { 0x6310, "F3" }, { 0x7610, "F4" }, { 0x6010, "F5" }, { 0x6110, "F6" },
+        { 0x6210, "F7" }, { 0x6410, "F8" }, { 0x6510, "F9" }, { 0x6D10, "F10" }, { 0x6710, "F11" }, { 0x6F10, "F12" },
+        { 0x6910, "F13" }, { 0x6B10, "F14" }, { 0x7110, "F15" } };
     for (const auto &entry : table) {
         k = key(0xABCD0000u | entry.code, 0, 0, 0, 0, 0);
         EXPECT_STREQ(returnCharText(&k), entry.name) << std::hex << entry.code;

@@ -55,10 +55,9 @@ TEST(MappingReader, ActBeforeAnySectionMakesAnUnnamedDefaultEntryWrittenAsDefaul
     EXPECT_EQ(theGlobalAppl, &theActionByApplList[1]);
     EXPECT_STREQ(theGlobalAppl->name, "*GLOBAL*");
     EXPECT_EQ(theGlobalAppl->first, nullptr);
-    EXPECT_EQ(buttonNames(theDefaultAppl), std::vector<std::string>{"Play"});
+    EXPECT_EQ(buttonNames(theDefaultAppl), std::vector<std::string> { "Play" });
     ASSERT_EQ(writeMapFile("out.map"), 0);
-    EXPECT_EQ(readFile(files.path("out.map")),
-              "MAPVER 2\n\nDEFAULT\n\nACT Play        NO_ACTION\n\nAPPL *GLOBAL*\n\n");
+    EXPECT_EQ(readFile(files.path("out.map")), "MAPVER 2\n\nDEFAULT\n\nACT Play        NO_ACTION\n\nAPPL *GLOBAL*\n\n");
     EXPECT_TRUE(scope.presenter.shown.empty());
 }
 
@@ -70,7 +69,7 @@ TEST(MappingReader, ImplicitEntryKeepsTheStaleNameOfItsSlot)
     ASSERT_STREQ(theActionByApplList[0].name, "Old Name");
     readMap(files, "MAPVER 2\nACT Stop NO_ACTION\n");
     EXPECT_STREQ(theActionByApplList[0].name, "Old Name");
-    EXPECT_EQ(buttonNames(&theActionByApplList[0]), std::vector<std::string>{"Stop"});
+    EXPECT_EQ(buttonNames(&theActionByApplList[0]), std::vector<std::string> { "Stop" });
     EXPECT_EQ(theDefaultAppl, &theActionByApplList[0]);
 }
 
@@ -85,7 +84,7 @@ TEST(MappingReader, DisAfterOvrSetsOverrideAndDisablesTheWholeApplication)
     ActionRecord *play = vlc->first;
     EXPECT_EQ(play->override, 1);
     EXPECT_EQ(play->disabled, 0);
-    EXPECT_EQ(buttonNames(vlc), (std::vector<std::string>{"Play", "Stop"}));
+    EXPECT_EQ(buttonNames(vlc), (std::vector<std::string> { "Play", "Stop" }));
     EXPECT_TRUE(scope.presenter.shown.empty());
 }
 
@@ -118,7 +117,7 @@ TEST(MappingReader, TwentyFirstSectionIsRefusedAndItsActionsGoToThePreviousOne)
     EXPECT_EQ(mapFileError, 2);
     ASSERT_EQ(scope.presenter.shown.size(), 1u);
     EXPECT_EQ(scope.presenter.shown[0].text, "Fatal error: application table full; cannot continue...");
-    EXPECT_EQ(buttonNames(&theActionByApplList[19]), (std::vector<std::string>{"B20", "B21"}));
+    EXPECT_EQ(buttonNames(&theActionByApplList[19]), (std::vector<std::string> { "B20", "B21" }));
     EXPECT_STREQ(theActionByApplList[19].name, "A20");
     EXPECT_NE(r.trace.find("Orvenda VQX ERROR: unknown token [A21] in .MAP file ()\n"), std::string::npos);
 }
@@ -158,7 +157,7 @@ TEST(MappingReader, FileWithoutMapverIsUpgradedAndMarkedChanged)
     EXPECT_EQ(r.result, 0);
     EXPECT_EQ(mapfileVersion, 2);
     EXPECT_EQ(mapFileChanged, 1);
-    EXPECT_EQ(buttonNames(theGlobalAppl), (std::vector<std::string>{"Play", "Stop"}));
+    EXPECT_EQ(buttonNames(theGlobalAppl), (std::vector<std::string> { "Play", "Stop" }));
 }
 
 TEST(MappingReader, FileWithMapverOneIsNotUpgraded)
@@ -169,7 +168,7 @@ TEST(MappingReader, FileWithMapverOneIsNotUpgraded)
     EXPECT_EQ(r.result, 0);
     EXPECT_EQ(mapfileVersion, 1);
     EXPECT_EQ(mapFileChanged, 0);
-    EXPECT_EQ(buttonNames(theGlobalAppl), std::vector<std::string>{"Play"});
+    EXPECT_EQ(buttonNames(theGlobalAppl), std::vector<std::string> { "Play" });
     EXPECT_EQ(theGlobalAppl->first->disabled, 1);
 }
 
@@ -191,7 +190,7 @@ TEST(MappingReader, TxtThreeReadsThreeCharactersWithTheBlank)
     EXPECT_EQ(a->theEvent.common.type, kTextStringEventType);
     EXPECT_STREQ(a->theEvent.textString.text, "a b");
     EXPECT_STREQ(a->theEvent.textString.convertedText, "a b");
-    EXPECT_EQ(buttonNames(applNamed("x")), (std::vector<std::string>{"Say", "Next"}));
+    EXPECT_EQ(buttonNames(applNamed("x")), (std::vector<std::string> { "Say", "Next" }));
     EXPECT_TRUE(scope.presenter.shown.empty());
 }
 
@@ -201,9 +200,9 @@ TEST(MappingReader, TxtLengthThirtyThreeIsRejected)
     MappingFiles files("");
     readMap(files, "MAPVER 2\nAPPL x\nACT Say TXT 33 [" + std::string(33, 'a') + "\nACT Next NO_ACTION\n");
     EXPECT_EQ(scope.presenter.texts(),
-              (std::vector<std::string>{"Length of string for TXT command Say is too long.", kNoRoom}));
+        (std::vector<std::string> { "Length of string for TXT command Say is too long.", kNoRoom }));
     EXPECT_EQ(mapFileError, 4);
-    EXPECT_EQ(buttonNames(applNamed("x")), std::vector<std::string>{"Next"});
+    EXPECT_EQ(buttonNames(applNamed("x")), std::vector<std::string> { "Next" });
 }
 
 TEST(MappingReader, TxtThirtyTwoCharactersIsAccepted)
@@ -233,7 +232,7 @@ TEST(MappingReader, TxtLengthPastTheEndOfFileIsRejected)
     MapRead r = readMap(files, "MAPVER 2\nAPPL x\nACT Say TXT 20 [abc");
     EXPECT_EQ(r.result, 0);
     EXPECT_EQ(scope.presenter.texts(),
-              (std::vector<std::string>{"reached end of file while parsing string for TXT command Say", kNoRoom}));
+        (std::vector<std::string> { "reached end of file while parsing string for TXT command Say", kNoRoom }));
     EXPECT_EQ(applNamed("x")->first, nullptr);
 }
 
@@ -243,7 +242,7 @@ TEST(MappingReader, TxtWithoutBracketReportsTheDelimiter)
     MappingFiles files("");
     readMap(files, "MAPVER 2\nAPPL x\nACT Say TXT 3 abc\n");
     EXPECT_EQ(scope.presenter.texts(),
-              (std::vector<std::string>{"incorrect delimiter found for TXT command Say", kNoRoom}));
+        (std::vector<std::string> { "incorrect delimiter found for TXT command Say", kNoRoom }));
 }
 
 TEST(MappingReader, TxtWhoseEscapesAreRejectedIsDroppedWhole)
@@ -251,9 +250,9 @@ TEST(MappingReader, TxtWhoseEscapesAreRejectedIsDroppedWhole)
     PresenterScope scope;
     MappingFiles files("");
     MapRead r = readMap(files, "MAPVER 2\nAPPL x\nACT Say TXT 3 [a\\q\nACT Next NO_ACTION\n");
-    EXPECT_EQ(scope.presenter.texts(), std::vector<std::string>{kNoRoom});
+    EXPECT_EQ(scope.presenter.texts(), std::vector<std::string> { kNoRoom });
     EXPECT_EQ(mapFileError, 4);
-    EXPECT_EQ(buttonNames(applNamed("x")), std::vector<std::string>{"Next"});
+    EXPECT_EQ(buttonNames(applNamed("x")), std::vector<std::string> { "Next" });
     EXPECT_NE(r.trace.find("bad escape"), std::string::npos);
 }
 
@@ -262,8 +261,8 @@ TEST(MappingReader, TxtWithNegativeOrMissingLengthIsDropped)
     PresenterScope scope;
     MappingFiles files("");
     readMap(files, "MAPVER 2\nAPPL x\nACT Say TXT -1 [\nACT Next NO_ACTION\n");
-    EXPECT_EQ(scope.presenter.texts(), std::vector<std::string>{kNoRoom});
-    EXPECT_EQ(buttonNames(applNamed("x")), std::vector<std::string>{"Next"});
+    EXPECT_EQ(scope.presenter.texts(), std::vector<std::string> { kNoRoom });
+    EXPECT_EQ(buttonNames(applNamed("x")), std::vector<std::string> { "Next" });
 }
 
 TEST(MappingReader, MissingScriptStillGivesAUsableScriptAction)
@@ -284,9 +283,9 @@ TEST(MappingReader, MissingScriptStillGivesAUsableScriptAction)
     EXPECT_TRUE(scope.presenter.shown.empty());
     EXPECT_NE(r.trace.find("Orvenda VQX ERROR: script file [/nonexistent/dir/go.lua] not found (FSPathMakeRef "
                            "returns -43)\n"),
-              std::string::npos);
-    EXPECT_NE(r.trace.find("Orvenda VQX ERROR: script file [/nonexistent/dir/go.lua] does not exist\n"),
-              std::string::npos);
+        std::string::npos);
+    EXPECT_NE(
+        r.trace.find("Orvenda VQX ERROR: script file [/nonexistent/dir/go.lua] does not exist\n"), std::string::npos);
 }
 
 TEST(MappingReader, ExistingScriptIsNotLoggedAndGetsItsAbsolutePath)
@@ -319,8 +318,7 @@ TEST(MappingReader, RemLineIsUsedOnlyWhenTheConfigurationNamedNoRemote)
         ASSERT_STREQ(remFileName, "");
         readMap(files, "MAPVER 2\nREM Other.REM\nAPPL *GLOBAL*\n");
         EXPECT_STREQ(remFileName, "Other.REM");
-        EXPECT_EQ(readFile(files.path(VQX_CONFIG_FILE_NAME)),
-                  "UI\nMAP test.map\nREM Other.REM\nINT USB\nMEM 20000\n");
+        EXPECT_EQ(readFile(files.path(VQX_CONFIG_FILE_NAME)), "UI\nMAP test.map\nREM Other.REM\nINT USB\nMEM 20000\n");
     }
     {
         MappingFiles files("");
@@ -335,9 +333,9 @@ TEST(MappingReader, RemLineWithoutNameIsFatal)
     PresenterScope scope;
     MappingFiles files("");
     readMap(files, "MAPVER 2\nREM\nAPPL *GLOBAL*\n");
-    EXPECT_EQ(scope.presenter.texts(), std::vector<std::string>{
-                                           "Fatal error: configuration file corrupted (no REM file listed); cannot "
-                                           "continue..."});
+    EXPECT_EQ(scope.presenter.texts(),
+        std::vector<std::string> { "Fatal error: configuration file corrupted (no REM file listed); cannot "
+                                   "continue..." });
     EXPECT_EQ(mapFileError, 3);
 }
 
@@ -346,9 +344,9 @@ TEST(MappingReader, MissingFileIsFatal)
     PresenterScope scope;
     MappingFiles files("");
     EXPECT_EQ(parseMapFile("none.map"), -1);
-    EXPECT_EQ(scope.presenter.texts(), std::vector<std::string>{
-                                           "Fatal error: unable to open MAP file none.map for reading; cannot "
-                                           "continue..."});
+    EXPECT_EQ(scope.presenter.texts(),
+        std::vector<std::string> { "Fatal error: unable to open MAP file none.map for reading; cannot "
+                                   "continue..." });
 }
 
 TEST(MappingReader, DefaultEntryIsNamedAndBecomesTheDefault)
@@ -403,12 +401,13 @@ TEST(MappingReader, EveryActionTypeReadsItsFields)
 {
     PresenterScope scope;
     MappingFiles files("");
-    readMap(files, "MAPVER 2\nAPPL x\n"
-                   "ACT K KEY 0000240d 1a00 5 6 7 8\n"
-                   "ACT M MOU 00005501 250 50 1 50\n"
-                   "ACT L LAUNCH \"/usr/bin/true\" 1 2 3 4\n"
-                   "ACT V VOL CHG -12 500 150 10 75 1 2\n"
-                   "ACT N NO_ACTION\n");
+    readMap(files,
+        "MAPVER 2\nAPPL x\n"
+        "ACT K KEY 0000240d 1a00 5 6 7 8\n"
+        "ACT M MOU 00005501 250 50 1 50\n"
+        "ACT L LAUNCH \"/usr/bin/true\" 1 2 3 4\n"
+        "ACT V VOL CHG -12 500 150 10 75 1 2\n"
+        "ACT N NO_ACTION\n");
     ActionRecord *a = applNamed("x")->first;
     EXPECT_EQ(a->theEvent.key.type, kKeyEventType);
     EXPECT_EQ(a->theEvent.key.message, 0x240Du);
@@ -451,13 +450,14 @@ TEST(MappingReader, ParsedLinesAreTracedWhenAsked)
     PresenterScope scope;
     MappingFiles files("");
     showParsedCommands = 1;
-    MapRead r = readMap(files, "MAPVER 2\nDEFAULT\nAPPL vlc\n"
-                               "ACT K KEY 0000240d 0000 -1 -1 -1 -1\nACT S SCR \"/x\" 0 0 0 0\n"
-                               "ACT L LAUNCH \"/y\" 0 0 0 0\nACT V VOL SET 127 0 0 0 0 1 0\n"
-                               "ACT T TXT 2 [hi\nACT N NO_ACTION\n");
-    for (const char *line : {"Application #1 [DEFAULT]\n", "Application #2 [vlc], len:3\n",
-                             "PARSE[K KEY 0000240d 0000 -1 -1 -1 -1]\n", "PARSE[S SCR /x]\n", "PARSE[L LAUNCH /y]\n",
-                             "PARSE[V VOL SET 127]\n", "PARSE[T TXT hi 2]\n", "PARSE[N NO_ACTION]\n"})
+    MapRead r = readMap(files,
+        "MAPVER 2\nDEFAULT\nAPPL vlc\n"
+        "ACT K KEY 0000240d 0000 -1 -1 -1 -1\nACT S SCR \"/x\" 0 0 0 0\n"
+        "ACT L LAUNCH \"/y\" 0 0 0 0\nACT V VOL SET 127 0 0 0 0 1 0\n"
+        "ACT T TXT 2 [hi\nACT N NO_ACTION\n");
+    for (const char *line : { "Application #1 [DEFAULT]\n", "Application #2 [vlc], len:3\n",
+             "PARSE[K KEY 0000240d 0000 -1 -1 -1 -1]\n", "PARSE[S SCR /x]\n", "PARSE[L LAUNCH /y]\n",
+             "PARSE[V VOL SET 127]\n", "PARSE[T TXT hi 2]\n", "PARSE[N NO_ACTION]\n" })
         EXPECT_NE(r.trace.find(line), std::string::npos) << line;
 }
 
@@ -475,7 +475,7 @@ struct BadLine {
     std::vector<std::string> alerts;
 };
 
-class MappingReaderBadField : public ::testing::TestWithParam<BadLine> {};
+class MappingReaderBadField : public ::testing::TestWithParam<BadLine> { };
 
 TEST_P(MappingReaderBadField, ShowsItsMessageAndDropsTheAction)
 {
@@ -492,43 +492,42 @@ TEST_P(MappingReaderBadField, ShowsItsMessageAndDropsTheAction)
     EXPECT_NE(buttonNames(applNamed("x")).front(), "B");
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    EveryField, MappingReaderBadField,
+INSTANTIATE_TEST_SUITE_P(EveryField, MappingReaderBadField,
     ::testing::Values(
-        BadLine{"ACT B KEY zz 0 0 0 0 0", {"Fatal error: bad message for KEY command B; cannot continue..."}},
-        BadLine{"ACT B KEY 1 qq 0 0 0 0", {"Fatal error: bad modifiers for KEY command B; cannot continue..."}},
-        BadLine{"ACT B KEY 1 10000 0 0 0 0", {"Fatal error: bad modifiers for KEY command B; cannot continue..."}},
-        BadLine{"ACT B KEY 1 0 x", {"Fatal error: bad delay for KEY command B; cannot continue..."}},
-        BadLine{"ACT B KEY 1 0 0 x", {"Fatal error: bad rate1 for KEY command B; cannot continue..."}},
-        BadLine{"ACT B KEY 1 0 0 0 x", {"Fatal error: bad reps for KEY command B; cannot continue..."}},
-        BadLine{"ACT B KEY 1 0 0 0 0 x", {"Fatal error: bad rate2 for KEY command B; cannot continue..."}},
-        BadLine{"ACT B MOU zz", {"bad message for MOU command B"}},
-        BadLine{"ACT B MOU 1 x", {"bad delay for MOU command B"}},
-        BadLine{"ACT B MOU 1 0 x", {"bad rate1 for MOU command B"}},
-        BadLine{"ACT B MOU 1 0 0 x", {"bad reps for MOU command B"}},
-        BadLine{"ACT B MOU 1 0 0 0 x", {"bad rate2 for MOU command B"}},
-        BadLine{"ACT B SCR noquote",
-                {"Fatal error: reached end of line or end of file while parsing pathname for SCR command B; "
-                 "cannot continue"}},
-        BadLine{"ACT B SCR \"/x\" x", {"Fatal error: bad delay for SCR command B; cannot continue..."}},
-        BadLine{"ACT B SCR \"/x\" 0 x", {"Fatal error: bad rate1 for SCR command B; cannot continue..."}},
-        BadLine{"ACT B SCR \"/x\" 0 0 x", {"Fatal error: bad reps for SCR command B; cannot continue..."}},
-        BadLine{"ACT B SCR \"/x\" 0 0 0 x", {"Fatal error: bad rate2 for SCR command B; cannot continue..."}},
-        BadLine{"ACT B LAUNCH \"/x\" x", {"bad delay for LAUNCH command B"}},
-        BadLine{"ACT B LAUNCH \"/x\" 0 x", {"bad rate1 for LAUNCH command B"}},
-        BadLine{"ACT B LAUNCH \"/x\" 0 0 x", {"bad reps for LAUNCH command B"}},
-        BadLine{"ACT B LAUNCH \"/x\" 0 0 0 x", {"bad rate2 for LAUNCH command B"}},
-        BadLine{"ACT B VOL LOUD 1 0 0 0 0 0 0",
-                {"Fatal error: unrecognized volume subtype for VOL command B; cannot continue..."}},
-        BadLine{"ACT B VOL SET x", {"Fatal error: bad value for VOL command B; cannot continue..."}},
-        BadLine{"ACT B VOL SET 1 x", {"bad delay for VOL command B"}},
-        BadLine{"ACT B VOL SET 1 0 x", {"bad rate1 for VOL command B"}},
-        BadLine{"ACT B VOL SET 1 0 0 x", {"bad reps for VOL command B"}},
-        BadLine{"ACT B VOL SET 1 0 0 0 x", {"bad rate2 for VOL command B"}},
-        BadLine{"ACT B VOL SET 1 0 0 0 0 x", {"bad unMute for VOL command B"}},
-        BadLine{"ACT B VOL SET 1 0 0 0 0 0 x", {"bad fadeType for VOL command B"}},
-        BadLine{"ACT B MAP other.map", {"Map Switch not supported (invalid mapping file)"}},
-        BadLine{"ACT B FOO", {"Fatal error: unrecognized event type (FOO) in mapping file; cannot continue..."}}));
+        BadLine { "ACT B KEY zz 0 0 0 0 0", { "Fatal error: bad message for KEY command B; cannot continue..." } },
+        BadLine { "ACT B KEY 1 qq 0 0 0 0", { "Fatal error: bad modifiers for KEY command B; cannot continue..." } },
+        BadLine { "ACT B KEY 1 10000 0 0 0 0", { "Fatal error: bad modifiers for KEY command B; cannot continue..." } },
+        BadLine { "ACT B KEY 1 0 x", { "Fatal error: bad delay for KEY command B; cannot continue..." } },
+        BadLine { "ACT B KEY 1 0 0 x", { "Fatal error: bad rate1 for KEY command B; cannot continue..." } },
+        BadLine { "ACT B KEY 1 0 0 0 x", { "Fatal error: bad reps for KEY command B; cannot continue..." } },
+        BadLine { "ACT B KEY 1 0 0 0 0 x", { "Fatal error: bad rate2 for KEY command B; cannot continue..." } },
+        BadLine { "ACT B MOU zz", { "bad message for MOU command B" } },
+        BadLine { "ACT B MOU 1 x", { "bad delay for MOU command B" } },
+        BadLine { "ACT B MOU 1 0 x", { "bad rate1 for MOU command B" } },
+        BadLine { "ACT B MOU 1 0 0 x", { "bad reps for MOU command B" } },
+        BadLine { "ACT B MOU 1 0 0 0 x", { "bad rate2 for MOU command B" } },
+        BadLine { "ACT B SCR noquote",
+            { "Fatal error: reached end of line or end of file while parsing pathname for SCR command B; "
+              "cannot continue" } },
+        BadLine { "ACT B SCR \"/x\" x", { "Fatal error: bad delay for SCR command B; cannot continue..." } },
+        BadLine { "ACT B SCR \"/x\" 0 x", { "Fatal error: bad rate1 for SCR command B; cannot continue..." } },
+        BadLine { "ACT B SCR \"/x\" 0 0 x", { "Fatal error: bad reps for SCR command B; cannot continue..." } },
+        BadLine { "ACT B SCR \"/x\" 0 0 0 x", { "Fatal error: bad rate2 for SCR command B; cannot continue..." } },
+        BadLine { "ACT B LAUNCH \"/x\" x", { "bad delay for LAUNCH command B" } },
+        BadLine { "ACT B LAUNCH \"/x\" 0 x", { "bad rate1 for LAUNCH command B" } },
+        BadLine { "ACT B LAUNCH \"/x\" 0 0 x", { "bad reps for LAUNCH command B" } },
+        BadLine { "ACT B LAUNCH \"/x\" 0 0 0 x", { "bad rate2 for LAUNCH command B" } },
+        BadLine { "ACT B VOL LOUD 1 0 0 0 0 0 0",
+            { "Fatal error: unrecognized volume subtype for VOL command B; cannot continue..." } },
+        BadLine { "ACT B VOL SET x", { "Fatal error: bad value for VOL command B; cannot continue..." } },
+        BadLine { "ACT B VOL SET 1 x", { "bad delay for VOL command B" } },
+        BadLine { "ACT B VOL SET 1 0 x", { "bad rate1 for VOL command B" } },
+        BadLine { "ACT B VOL SET 1 0 0 x", { "bad reps for VOL command B" } },
+        BadLine { "ACT B VOL SET 1 0 0 0 x", { "bad rate2 for VOL command B" } },
+        BadLine { "ACT B VOL SET 1 0 0 0 0 x", { "bad unMute for VOL command B" } },
+        BadLine { "ACT B VOL SET 1 0 0 0 0 0 x", { "bad fadeType for VOL command B" } },
+        BadLine { "ACT B MAP other.map", { "Map Switch not supported (invalid mapping file)" } },
+        BadLine { "ACT B FOO", { "Fatal error: unrecognized event type (FOO) in mapping file; cannot continue..." } }));
 
 TEST(MappingReader, VolumeWithoutSubtypeAtEndOfFileReportsBothSubtypeMessages)
 {
@@ -536,10 +535,10 @@ TEST(MappingReader, VolumeWithoutSubtypeAtEndOfFileReportsBothSubtypeMessages)
     MappingFiles files("");
     readMap(files, "MAPVER 2\nAPPL x\nACT B VOL");
     EXPECT_EQ(scope.presenter.texts(),
-              (std::vector<std::string>{"Fatal error: bad volume sub type for VOL command B; cannot continue...",
-                                        "Fatal error: unrecognized volume subtype for VOL command B; cannot "
-                                        "continue...",
-                                        kNoRoom}));
+        (std::vector<std::string> { "Fatal error: bad volume sub type for VOL command B; cannot continue...",
+            "Fatal error: unrecognized volume subtype for VOL command B; cannot "
+            "continue...",
+            kNoRoom }));
 }
 
 TEST(MappingReader, PercentInAButtonNameShowsAsItself)
@@ -557,13 +556,13 @@ TEST(MappingReader, UnterminatedLaunchPathIsReportedAndReadingGoesOnWithTheNumbe
     MappingFiles files("");
     readMap(files, "MAPVER 2\nAPPL x\nACT B LAUNCH \"/x\n 1 2 3 4\nACT Next NO_ACTION\n");
     EXPECT_EQ(scope.presenter.texts(),
-              std::vector<std::string>{"Reached end of line or end of file while parsing pathname for LAUNCH command B"});
+        std::vector<std::string> { "Reached end of line or end of file while parsing pathname for LAUNCH command B" });
     ActionRecord *a = applNamed("x")->first;
     ASSERT_NE(a, nullptr);
     EXPECT_EQ(a->theEvent.common.type, kLaunchEventType);
     EXPECT_STREQ(a->theEvent.launch.path, "/x");
     EXPECT_EQ(a->theEvent.launch.rate2, 4);
-    EXPECT_EQ(buttonNames(applNamed("x")), (std::vector<std::string>{"B", "Next"}));
+    EXPECT_EQ(buttonNames(applNamed("x")), (std::vector<std::string> { "B", "Next" }));
 }
 
 TEST(MappingReader, UnterminatedScriptQuoteDropsOnlyThatAction)
@@ -572,10 +571,10 @@ TEST(MappingReader, UnterminatedScriptQuoteDropsOnlyThatAction)
     MappingFiles files("");
     readMap(files, "MAPVER 2\nAPPL x\nACT B SCR \"/abc 0 0 0 0\n\nACT Next NO_ACTION\n");
     EXPECT_EQ(scope.presenter.texts(),
-              (std::vector<std::string>{"Fatal error: reached end of line or end of file while parsing pathname for "
-                                        "SCR command B; cannot continue",
-                                        kNoRoom}));
-    EXPECT_EQ(buttonNames(applNamed("x")), std::vector<std::string>{"Next"});
+        (std::vector<std::string> { "Fatal error: reached end of line or end of file while parsing pathname for "
+                                    "SCR command B; cannot continue",
+            kNoRoom }));
+    EXPECT_EQ(buttonNames(applNamed("x")), std::vector<std::string> { "Next" });
 }
 
 TEST(MappingReader, CarriageReturnInsideAQuotedPathIsKept)
@@ -590,23 +589,25 @@ TEST(MappingReader, ByteFFInsideAQuotedPathCountsAsEndOfFile)
 {
     PresenterScope scope;
     MappingFiles files("");
-    readMap(files, "MAPVER 2\nAPPL x\nACT B SCR \"/a\xff"
-                   "b\" 0 0 0 0\nACT Next NO_ACTION\n");
+    readMap(files,
+        "MAPVER 2\nAPPL x\nACT B SCR \"/a\xff"
+        "b\" 0 0 0 0\nACT Next NO_ACTION\n");
     EXPECT_EQ(scope.presenter.texts(),
-              (std::vector<std::string>{"Fatal error: reached end of line or end of file while parsing pathname for "
-                                        "SCR command B; cannot continue",
-                                        kNoRoom}));
-    EXPECT_EQ(buttonNames(applNamed("x")), std::vector<std::string>{"Next"});
+        (std::vector<std::string> { "Fatal error: reached end of line or end of file while parsing pathname for "
+                                    "SCR command B; cannot continue",
+            kNoRoom }));
+    EXPECT_EQ(buttonNames(applNamed("x")), std::vector<std::string> { "Next" });
 }
 
 TEST(MappingReader, ByteFFInsideATextCountsAsEndOfFile)
 {
     PresenterScope scope;
     MappingFiles files("");
-    readMap(files, "MAPVER 2\nAPPL x\nACT B TXT 3 [a\xff"
-                   "b\n");
+    readMap(files,
+        "MAPVER 2\nAPPL x\nACT B TXT 3 [a\xff"
+        "b\n");
     EXPECT_EQ(scope.presenter.texts(),
-              (std::vector<std::string>{"reached end of file while parsing string for TXT command B", kNoRoom}));
+        (std::vector<std::string> { "reached end of file while parsing string for TXT command B", kNoRoom }));
 }
 
 TEST(MappingReader, PathOfThreeHundredCharactersIsKeptWhole)
@@ -633,7 +634,7 @@ TEST(MappingReader, PathLongerThanTheFieldIsCutAndTheLineStaysInStep)
     EXPECT_EQ(std::string(a->theEvent.launch.path), path.substr(0, 1023));
     EXPECT_EQ(a->theEvent.launch.rate2, 4);
     EXPECT_EQ(a->override, 1);
-    EXPECT_EQ(buttonNames(applNamed("x")), (std::vector<std::string>{"B", "Next"}));
+    EXPECT_EQ(buttonNames(applNamed("x")), (std::vector<std::string> { "B", "Next" }));
 }
 
 TEST(MappingReader, LongButtonNameIsCutAtThirtyOneCharacters)
@@ -641,7 +642,7 @@ TEST(MappingReader, LongButtonNameIsCutAtThirtyOneCharacters)
     PresenterScope scope;
     MappingFiles files("");
     readMap(files, "MAPVER 2\nAPPL x\nACT " + std::string(31, 'b') + " NO_ACTION\n");
-    EXPECT_EQ(buttonNames(applNamed("x")), std::vector<std::string>{std::string(31, 'b')});
+    EXPECT_EQ(buttonNames(applNamed("x")), std::vector<std::string> { std::string(31, 'b') });
     EXPECT_TRUE(scope.presenter.shown.empty());
 }
 
@@ -664,8 +665,8 @@ TEST(MappingReader, ChangeMapFileRewritesConfigurationAndReadsBoth)
     EXPECT_EQ(changeMapFile("Other.map"), 0);
     EXPECT_STREQ(mapFileName, "Other.map");
     EXPECT_EQ(readFile(files.path(VQX_CONFIG_FILE_NAME)), "UI\nMAP Other.map\nREM test.REM\nINT USB\nMEM 20000\n");
-    EXPECT_EQ(buttonNames(theGlobalAppl), std::vector<std::string>{"Play"});
-    EXPECT_EQ(commandNames(), std::vector<std::string>{"Play"});
+    EXPECT_EQ(buttonNames(theGlobalAppl), std::vector<std::string> { "Play" });
+    EXPECT_EQ(commandNames(), std::vector<std::string> { "Play" });
 }
 
 TEST(MappingReader, ScriptNamedManyTimesIsReportedEachTimeAndLookedUpAgainOnTheNextRead)

@@ -41,10 +41,10 @@ TEST(Reconcile, RemoteABCAndListCXAGiveACXAfterReordering)
 {
     PresenterScope scope;
     MappingFiles files("");
-    ASSERT_EQ(readBoth(files, "MAPVER 2\nAPPL *GLOBAL*\nACT C NO_ACTION\nACT X NO_ACTION\nACT A NO_ACTION\n", kRemoteABC),
-              0);
+    ASSERT_EQ(
+        readBoth(files, "MAPVER 2\nAPPL *GLOBAL*\nACT C NO_ACTION\nACT X NO_ACTION\nACT A NO_ACTION\n", kRemoteABC), 0);
     reorderAllButtons();
-    EXPECT_EQ(buttonNames(theGlobalAppl), (std::vector<std::string>{"A", "C", "X"}));
+    EXPECT_EQ(buttonNames(theGlobalAppl), (std::vector<std::string> { "A", "C", "X" }));
 }
 
 TEST(Reconcile, ReorderingLeavesTheLastPointerWhereItWas)
@@ -67,7 +67,7 @@ TEST(Reconcile, EmptyListReceivesEveryCommandAsNoActionInCommandOrder)
     readBoth(files, "MAPVER 2\nAPPL *GLOBAL*\nAPPL vlc\nACT B KEY 1 0 0 0 0 0\n", kRemoteABC);
     EXPECT_EQ(checkForMissingButtons(), 1);
     addAllButtonsToMap();
-    EXPECT_EQ(buttonNames(theGlobalAppl), (std::vector<std::string>{"A", "B", "C"}));
+    EXPECT_EQ(buttonNames(theGlobalAppl), (std::vector<std::string> { "A", "B", "C" }));
     for (ActionRecord *a = theGlobalAppl->first; a; a = a->next) {
         EXPECT_EQ(a->theEvent.common.type, kNoActionEventType);
         EXPECT_EQ(a->count, 1);
@@ -76,7 +76,7 @@ TEST(Reconcile, EmptyListReceivesEveryCommandAsNoActionInCommandOrder)
         EXPECT_EQ(a->spare, 0);
         EXPECT_EQ(a->buttonName, a->theEvent.common.name);
     }
-    EXPECT_EQ(buttonNames(applNamed("vlc")), (std::vector<std::string>{"B", "A", "C"}));
+    EXPECT_EQ(buttonNames(applNamed("vlc")), (std::vector<std::string> { "B", "A", "C" }));
     EXPECT_EQ(applNamed("vlc")->first->theEvent.common.type, kKeyEventType);
     EXPECT_EQ(checkForMissingButtons(), 0);
 }
@@ -98,7 +98,7 @@ TEST(Reconcile, CompleteMappingReportsNothingMissing)
     PresenterScope scope;
     MappingFiles files("");
     readBoth(files, "MAPVER 2\nAPPL *GLOBAL*\nACT C NO_ACTION\nACT B NO_ACTION\nACT A NO_ACTION\nACT Z NO_ACTION\n",
-             kRemoteABC);
+        kRemoteABC);
     EXPECT_EQ(checkForMissingButtons(), 0);
     numButtons = 77;
     readBoth(files, "MAPVER 2\nAPPL *GLOBAL*\nACT C NO_ACTION\nACT A NO_ACTION\n", kRemoteABC);
@@ -111,35 +111,35 @@ TEST(Reconcile, RemoteAndMappingThatDisagreeInEveryWay)
     PresenterScope scope;
     MappingFiles files("");
     ASSERT_EQ(readBoth(files,
-                       "MAPVER 2\n"
-                       "DEFAULT\nACT Prev NO_ACTION\nACT Next NO_ACTION\nACT Stop NO_ACTION\nACT Play NO_ACTION\n"
-                       "ACT Power NO_ACTION\n"
-                       "APPL *GLOBAL*\nACT Next NO_ACTION\nACT Extra1 NO_ACTION\nACT Play KEY 1 0 0 0 0 0\n"
-                       "ACT Play MOU 2 0 0 0 0\nACT Power NO_ACTION\n"
-                       "APPL vlc\n"
-                       "APPL totem\nACT Stop KEY 3 0 0 0 0 0\nACT Extra2 NO_ACTION\nACT Prev NO_ACTION\n"
-                       "ACT Stop MOU 4 0 0 0 0\n",
-                       kRemoteFive),
-              0);
+                  "MAPVER 2\n"
+                  "DEFAULT\nACT Prev NO_ACTION\nACT Next NO_ACTION\nACT Stop NO_ACTION\nACT Play NO_ACTION\n"
+                  "ACT Power NO_ACTION\n"
+                  "APPL *GLOBAL*\nACT Next NO_ACTION\nACT Extra1 NO_ACTION\nACT Play KEY 1 0 0 0 0 0\n"
+                  "ACT Play MOU 2 0 0 0 0\nACT Power NO_ACTION\n"
+                  "APPL vlc\n"
+                  "APPL totem\nACT Stop KEY 3 0 0 0 0 0\nACT Extra2 NO_ACTION\nACT Prev NO_ACTION\n"
+                  "ACT Stop MOU 4 0 0 0 0\n",
+                  kRemoteFive),
+        0);
     EXPECT_EQ(checkForMissingButtons(), 1);
     addAllButtonsToMap();
     EXPECT_EQ(checkForMissingButtons(), 0);
     EXPECT_EQ(buttonNames(theGlobalAppl),
-              (std::vector<std::string>{"Next", "Extra1", "Play", "Play", "Power", "Stop", "Prev"}));
-    EXPECT_EQ(buttonNames(applNamed("vlc")), (std::vector<std::string>{"Power", "Play", "Stop", "Next", "Prev"}));
+        (std::vector<std::string> { "Next", "Extra1", "Play", "Play", "Power", "Stop", "Prev" }));
+    EXPECT_EQ(buttonNames(applNamed("vlc")), (std::vector<std::string> { "Power", "Play", "Stop", "Next", "Prev" }));
     EXPECT_EQ(buttonNames(applNamed("totem")),
-              (std::vector<std::string>{"Stop", "Extra2", "Prev", "Stop", "Power", "Play", "Next"}));
+        (std::vector<std::string> { "Stop", "Extra2", "Prev", "Stop", "Power", "Play", "Next" }));
     EXPECT_EQ(maxNumButtons, 8);
 
     reorderAllButtons();
-    EXPECT_EQ(buttonNames(theDefaultAppl), (std::vector<std::string>{"Power", "Play", "Stop", "Next", "Prev"}));
+    EXPECT_EQ(buttonNames(theDefaultAppl), (std::vector<std::string> { "Power", "Play", "Stop", "Next", "Prev" }));
     EXPECT_EQ(buttonNames(theGlobalAppl),
-              (std::vector<std::string>{"Power", "Play", "Stop", "Next", "Prev", "Extra1", "Play"}));
+        (std::vector<std::string> { "Power", "Play", "Stop", "Next", "Prev", "Extra1", "Play" }));
     // The first of the duplicates is the one put in place.
     EXPECT_EQ(theGlobalAppl->first->next->theEvent.common.type, kKeyEventType);
-    EXPECT_EQ(buttonNames(applNamed("vlc")), (std::vector<std::string>{"Power", "Play", "Stop", "Next", "Prev"}));
+    EXPECT_EQ(buttonNames(applNamed("vlc")), (std::vector<std::string> { "Power", "Play", "Stop", "Next", "Prev" }));
     EXPECT_EQ(buttonNames(applNamed("totem")),
-              (std::vector<std::string>{"Power", "Play", "Stop", "Next", "Prev", "Extra2", "Stop"}));
+        (std::vector<std::string> { "Power", "Play", "Stop", "Next", "Prev", "Extra2", "Stop" }));
     ActionRecord *totemStop = actionNamed(applNamed("totem"), "Stop");
     EXPECT_EQ(totemStop->theEvent.key.message, 3u);
     EXPECT_EQ(checkForMissingButtons(), 0);
@@ -154,7 +154,7 @@ TEST(Reconcile, RemoteWithoutCommandsChangesNothing)
     EXPECT_EQ(checkForMissingButtons(), 0);
     addAllButtonsToMap();
     reorderAllButtons();
-    EXPECT_EQ(buttonNames(theGlobalAppl), (std::vector<std::string>{"B", "A"}));
+    EXPECT_EQ(buttonNames(theGlobalAppl), (std::vector<std::string> { "B", "A" }));
 }
 
 TEST(Reconcile, OldFileDisabledActionThatGlobalDisablesTooBecomesNoActionWithOverride)
@@ -162,11 +162,11 @@ TEST(Reconcile, OldFileDisabledActionThatGlobalDisablesTooBecomesNoActionWithOve
     PresenterScope scope;
     MappingFiles files("");
     ASSERT_EQ(readBoth(files,
-                       "APPL *GLOBAL*\nACT Play KEY 00003120 0000 -1 -1 -1 -1 DIS\nACT Stop KEY 1 0 0 0 0 0\n"
-                       "APPL vlc\nACT Play KEY 00000c11 1000 5 6 7 8 DIS\nACT Stop KEY 2 0 0 0 0 0\n"
-                       "ACT Next KEY 3 0 0 0 0 0\n",
-                       "CMD Play 0101\nCMD Stop 0101\nCMD Next 0101\n"),
-              0);
+                  "APPL *GLOBAL*\nACT Play KEY 00003120 0000 -1 -1 -1 -1 DIS\nACT Stop KEY 1 0 0 0 0 0\n"
+                  "APPL vlc\nACT Play KEY 00000c11 1000 5 6 7 8 DIS\nACT Stop KEY 2 0 0 0 0 0\n"
+                  "ACT Next KEY 3 0 0 0 0 0\n",
+                  "CMD Play 0101\nCMD Stop 0101\nCMD Next 0101\n"),
+        0);
     EXPECT_EQ(mapfileVersion, 2);
     EXPECT_EQ(mapFileChanged, 1);
     ActionRecord *play = actionNamed(applNamed("vlc"), "Play");
@@ -185,7 +185,7 @@ TEST(Reconcile, OldFileDisabledActionThatGlobalDisablesTooBecomesNoActionWithOve
     EXPECT_EQ(globalPlay->disabled, 0);
     EXPECT_EQ(globalPlay->override, 0);
     // addAllButtonsToMap gave the global entry the missing Next, in the remote's order.
-    EXPECT_EQ(buttonNames(theGlobalAppl), (std::vector<std::string>{"Play", "Stop", "Next"}));
+    EXPECT_EQ(buttonNames(theGlobalAppl), (std::vector<std::string> { "Play", "Stop", "Next" }));
     EXPECT_EQ(actionNamed(theGlobalAppl, "Next")->theEvent.common.type, kNoActionEventType);
 }
 
@@ -203,8 +203,8 @@ TEST(Reconcile, OldFileIsUpgradedThenReorderedAndCompleted)
     PresenterScope scope;
     MappingFiles files("");
     readBoth(files, "APPL *GLOBAL*\nACT C NO_ACTION\nACT A NO_ACTION\nAPPL vlc\n", kRemoteABC);
-    EXPECT_EQ(buttonNames(theGlobalAppl), (std::vector<std::string>{"A", "B", "C"}));
-    EXPECT_EQ(buttonNames(applNamed("vlc")), (std::vector<std::string>{"A", "B", "C"}));
+    EXPECT_EQ(buttonNames(theGlobalAppl), (std::vector<std::string> { "A", "B", "C" }));
+    EXPECT_EQ(buttonNames(applNamed("vlc")), (std::vector<std::string> { "A", "B", "C" }));
     for (ActionRecord *a = applNamed("vlc")->first; a; a = a->next)
         EXPECT_EQ(a->override, 0); // added after the override pass
 }

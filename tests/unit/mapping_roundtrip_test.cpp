@@ -14,7 +14,7 @@ struct Shipped {
     const char *rem;
 };
 
-class PristineMapping : public ::testing::TestWithParam<Shipped> {};
+class PristineMapping : public ::testing::TestWithParam<Shipped> { };
 
 std::string replaceAll(std::string text, const std::string &from, const std::string &to)
 {
@@ -30,7 +30,7 @@ TEST_P(PristineMapping, ReadsCleanlyAndRoundTrips)
     TempConfigHome home;
     home.install(true);
     writeFile(home.prefsFolder() + "/" VQX_CONFIG_FILE_NAME,
-              std::string("UI\nMAP ") + GetParam().map + "\nREM " + GetParam().rem + "\nINT USB\nMEM 20000\n");
+        std::string("UI\nMAP ") + GetParam().map + "\nREM " + GetParam().rem + "\nINT USB\nMEM 20000\n");
     ASSERT_EQ(readGlobalConfiguration(), 0);
     int result = -1;
     captureStdout([](void *p) { *static_cast<int *>(p) = readMapAndRemFiles(); }, &result);
@@ -68,7 +68,7 @@ TEST_P(PristineMapping, HasEveryButtonOfItsRemoteAfterReconciling)
     TempConfigHome home;
     home.install(true);
     writeFile(home.prefsFolder() + "/" VQX_CONFIG_FILE_NAME,
-              std::string("UI\nMAP ") + GetParam().map + "\nREM " + GetParam().rem + "\nINT USB\nMEM 20000\n");
+        std::string("UI\nMAP ") + GetParam().map + "\nREM " + GetParam().rem + "\nINT USB\nMEM 20000\n");
     ASSERT_EQ(readGlobalConfiguration(), 0);
     captureStdout([](void *) { readMapAndRemFiles(); }, nullptr);
     if (checkForMissingButtons())
@@ -86,8 +86,6 @@ TEST_P(PristineMapping, HasEveryButtonOfItsRemoteAfterReconciling)
 }
 
 INSTANTIATE_TEST_SUITE_P(Shipped, PristineMapping,
-                         ::testing::Values(Shipped{"OrvendaVQXM1.map", "OrvendaVQXM1A.REM"},
-                                           Shipped{"OrvendaVQXM2.map", "OrvendaVQXM2A.REM"}),
-                         [](const ::testing::TestParamInfo<Shipped> &param) {
-                             return std::string(param.param.map).substr(0, 12);
-                         });
+    ::testing::Values(
+        Shipped { "OrvendaVQXM1.map", "OrvendaVQXM1A.REM" }, Shipped { "OrvendaVQXM2.map", "OrvendaVQXM2A.REM" }),
+    [](const ::testing::TestParamInfo<Shipped> &param) { return std::string(param.param.map).substr(0, 12); });

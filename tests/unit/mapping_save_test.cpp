@@ -58,7 +58,7 @@ int saveUnderSizeLimit(const char *name, rlim_t limit)
     pid_t pid = fork();
     if (pid == 0) {
         signal(SIGXFSZ, SIG_IGN);
-        struct rlimit rl = {limit, limit};
+        struct rlimit rl = { limit, limit };
         setrlimit(RLIMIT_FSIZE, &rl);
         RecordingPresenter silent;
         PRESset(&silent);
@@ -100,7 +100,7 @@ TEST(MappingSave, ReadOnlyFolderFailsAndKeepsTheOldFile)
     } else {
         EXPECT_EQ(writeMapFile("test.map"), -1);
         chmod(folder.c_str(), 0755);
-        EXPECT_EQ(scope.presenter.texts(), std::vector<std::string>{"unable to open test.map for writing"});
+        EXPECT_EQ(scope.presenter.texts(), std::vector<std::string> { "unable to open test.map for writing" });
     }
     EXPECT_EQ(readFile(files.path("test.map")), before);
     EXPECT_EQ(temporaryFiles(folder, "test.map"), 0);
@@ -124,7 +124,8 @@ TEST(MappingSave, SaveThatCannotStartShowsTheAlert)
     ASSERT_EQ(parseMapFile("test.map"), 0);
     mapFileChanged = 1;
     EXPECT_EQ(writeMapFile("no such folder/out.map"), -1);
-    EXPECT_EQ(scope.presenter.texts(), std::vector<std::string>{"unable to open no such folder/out.map for writing"});
+    EXPECT_EQ(
+        scope.presenter.texts(), std::vector<std::string> { "unable to open no such folder/out.map for writing" });
     EXPECT_EQ(mapFileChanged, 1);
 }
 

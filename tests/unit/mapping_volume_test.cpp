@@ -85,7 +85,7 @@ TEST(VolumeConversion, ChangeScaleOverItsWholeRange)
 
 TEST(VolumeConversion, FadeOverTheWholeSlider)
 {
-    const int64_t table[8] = {1, 2, 3, 4, 5, 10, 20, 60};
+    const int64_t table[8] = { 1, 2, 3, 4, 5, 10, 20, 60 };
     for (int64_t s = 0; s <= 400; s++)
         ASSERT_EQ(convertToFadeValue((int32_t)s), table[s * 7 / 400]) << s;
     for (int64_t f = -5; f <= 100; f++) {

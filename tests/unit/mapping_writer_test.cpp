@@ -52,24 +52,24 @@ std::string expectedLine(const ActionRecord *a)
     switch (e.common.type) {
     case kKeyEventType:
         snprintf(body, sizeof body, "%s %-11s KEY %08x %04x %3d %3d %2d %d", "ACT", n, e.key.message, e.key.modifiers,
-                 e.key.delay, e.key.rate1, e.key.reps, e.key.rate2);
+            e.key.delay, e.key.rate1, e.key.reps, e.key.rate2);
         break;
     case kMouseEventType:
         snprintf(body, sizeof body, "%s %-11s %s %08x %3d %3d %2d %d", "ACT", n, "MOU", e.mouse.message, e.mouse.delay,
-                 e.mouse.rate1, e.mouse.reps, e.mouse.rate2);
+            e.mouse.rate1, e.mouse.reps, e.mouse.rate2);
         break;
     case kAppleEventType:
         snprintf(body, sizeof body, "%s %-11s SCR \"%s\" %3d %3d %2d %d", "ACT", n, e.script.path, e.script.delay,
-                 e.script.rate1, e.script.reps, e.script.rate2);
+            e.script.rate1, e.script.reps, e.script.rate2);
         break;
     case kLaunchEventType:
         snprintf(body, sizeof body, "%s %-11s LAUNCH \"%s\" %3d %3d %2d %d", "ACT", n, e.launch.path, e.launch.delay,
-                 e.launch.rate1, e.launch.reps, e.launch.rate2);
+            e.launch.rate1, e.launch.reps, e.launch.rate2);
         break;
     case kSysVolumeEventType:
         snprintf(body, sizeof body, "%s %-11s VOL %s %d %3d %3d %2d %d %d %d", "ACT", n, e.sysVolume.subtypeText,
-                 e.sysVolume.value, e.sysVolume.delay, e.sysVolume.rate1, e.sysVolume.reps, e.sysVolume.rate2,
-                 e.sysVolume.unMute, e.sysVolume.fadeType);
+            e.sysVolume.value, e.sysVolume.delay, e.sysVolume.rate1, e.sysVolume.reps, e.sysVolume.rate2,
+            e.sysVolume.unMute, e.sysVolume.fadeType);
         break;
     case kTextStringEventType:
         snprintf(body, sizeof body, "%s %-11s TXT %d [%s", "ACT", n, (int)strlen(e.textString.text), e.textString.text);
@@ -102,7 +102,7 @@ std::string expectedFile()
     return text;
 }
 
-const char *kSubtypes[] = {"SET", "CHG", "MUTE", "FADE"};
+const char *kSubtypes[] = { "SET", "CHG", "MUTE", "FADE" };
 
 // Every action type with every combination of the two flags, in three entries (one disabled).
 void buildEveryActionModel(const std::string &scriptPath)
@@ -113,7 +113,7 @@ void buildEveryActionModel(const std::string &scriptPath)
     theDefaultAppl = theCurrentAppl = first;
     theGlobalAppl = global;
     mapfileVersion = 2;
-    ApplicationRecord *appls[] = {first, global, off};
+    ApplicationRecord *appls[] = { first, global, off };
     int n = 0;
     for (ApplicationRecord *appl : appls) {
         for (int flags = 0; flags < 4; flags++) {
@@ -127,12 +127,12 @@ void buildEveryActionModel(const std::string &scriptPath)
             setRepeat(a, 250, 50, 1, 50);
             a = addAction(appl, "Script" + f, kAppleEventType, flags);
             snprintf(a->theEvent.script.path, sizeof a->theEvent.script.path, "%s", scriptPath.c_str());
-            snprintf(a->theEvent.script.fileSpec.path, sizeof a->theEvent.script.fileSpec.path, "%s",
-                     scriptPath.c_str());
+            snprintf(
+                a->theEvent.script.fileSpec.path, sizeof a->theEvent.script.fileSpec.path, "%s", scriptPath.c_str());
             setRepeat(a, 1000, 500, 1, 123456);
             a = addAction(appl, "LaunchAVeryLongButtonName" + f, kLaunchEventType, flags);
-            snprintf(a->theEvent.launch.path, sizeof a->theEvent.launch.path, "/usr/share/applications/my app %d.desktop",
-                     flags);
+            snprintf(a->theEvent.launch.path, sizeof a->theEvent.launch.path,
+                "/usr/share/applications/my app %d.desktop", flags);
             setRepeat(a, 0, 0, 0, 0);
             for (int s = 1; s <= 4; s++) {
                 a = addAction(appl, "Vol" + std::to_string(s) + "_" + f, kSysVolumeEventType, flags);
@@ -145,10 +145,9 @@ void buildEveryActionModel(const std::string &scriptPath)
                 setRepeat(a, 500, 150, 10, 75);
             }
             a = addAction(appl, "Text" + f, kTextStringEventType, flags);
-            snprintf(a->theEvent.textString.text, sizeof a->theEvent.textString.text, "Hi there\\t\\x41 \\n%d ",
-                     flags);
+            snprintf(a->theEvent.textString.text, sizeof a->theEvent.textString.text, "Hi there\\t\\x41 \\n%d ", flags);
             snprintf(a->theEvent.textString.convertedText, sizeof a->theEvent.textString.convertedText, "%s",
-                     convertTextStringInt(a->theEvent.textString.text));
+                convertTextStringInt(a->theEvent.textString.text));
             addAction(appl, "None" + f, kNoActionEventType, flags);
         }
     }
@@ -176,8 +175,8 @@ TEST(MappingWriter, ExtremeAndRandomFieldValuesAreWrittenByTheFormatStrings)
     PresenterScope scope;
     MappingFiles files("");
     theGlobalAppl = addAppl("*GLOBAL*");
-    const int32_t extremes[] = {INT32_MIN, INT32_MIN + 1, -1000, -100, -10, -9, -1, 0, 1, 9, 10, 99, 100, 999, 1000,
-                                INT32_MAX};
+    const int32_t extremes[]
+        = { INT32_MIN, INT32_MIN + 1, -1000, -100, -10, -9, -1, 0, 1, 9, 10, 99, 100, 999, 1000, INT32_MAX };
     uint32_t seed = 12345;
     auto next = [&seed]() {
         seed = seed * 1103515245u + 12345u;
@@ -236,12 +235,13 @@ TEST(MappingWriter, EachBodyRoutineWritesItsLineWithoutFlags)
     writeNoActionEvent(f, a);
     writeMouseEvent(f, a);
     rewind(f);
-    char buffer[512] = {0};
+    char buffer[512] = { 0 };
     size_t n = fread(buffer, 1, sizeof buffer - 1, f);
     fclose(f);
-    EXPECT_EQ(std::string(buffer, n), "ACT Play        KEY 0000240d 0000  -1  -1 -1 -1"
-                                      "ACT Play        NO_ACTION"
-                                      "ACT Play        MOU 0000240d  -1  -1 -1 -1");
+    EXPECT_EQ(std::string(buffer, n),
+        "ACT Play        KEY 0000240d 0000  -1  -1 -1 -1"
+        "ACT Play        NO_ACTION"
+        "ACT Play        MOU 0000240d  -1  -1 -1 -1");
 }
 
 TEST(MappingWriter, EveryActionTypeAndFlagReadsBackTheSame)
@@ -267,7 +267,7 @@ TEST(MappingWriter, DefaultEntryIsWrittenAsApplAndIsTheDefaultAgainWhenFirst)
     ASSERT_EQ(parseMapFile("test.map"), 0);
     ASSERT_EQ(writeMapFile("out.map"), 0);
     EXPECT_EQ(readFile(files.path("out.map")),
-              "MAPVER 2\n\nAPPL // : default : \\\n\nACT Play        NO_ACTION\n\nAPPL *GLOBAL*\n\n");
+        "MAPVER 2\n\nAPPL // : default : \\\n\nACT Play        NO_ACTION\n\nAPPL *GLOBAL*\n\n");
     ASSERT_EQ(parseMapFile("out.map"), 0);
     EXPECT_EQ(theDefaultAppl, &theActionByApplList[0]);
     EXPECT_STREQ(theDefaultAppl->name, "// : default : \\");
@@ -294,7 +294,8 @@ TEST(MappingWriter, OnlyAnUnnamedEntryIsWrittenAsDefaultSection)
     addAppl("// : default : \\");
     mapfileVersion = 2;
     ASSERT_EQ(writeMapFile("out.map"), 0);
-    EXPECT_EQ(readFile(files.path("out.map")), "MAPVER 2\n\nDEFAULT\n\n\nAPPL *GLOBAL*\n\n\nAPPL // : default : \\\n\n");
+    EXPECT_EQ(
+        readFile(files.path("out.map")), "MAPVER 2\n\nDEFAULT\n\n\nAPPL *GLOBAL*\n\n\nAPPL // : default : \\\n\n");
 }
 
 TEST(MappingWriter, GlobalEntryIsWrittenInItsTablePlace)
@@ -307,8 +308,9 @@ TEST(MappingWriter, GlobalEntryIsWrittenInItsTablePlace)
     addAppl("totem");
     mapfileVersion = 2;
     ASSERT_EQ(writeMapFile("out.map"), 0);
-    EXPECT_EQ(readFile(files.path("out.map")), "MAPVER 2\n\nAPPL vlc\n\nACT Play        NO_ACTION\n\nAPPL *GLOBAL*\n\n"
-                                               "ACT Play        NO_ACTION OVR\n\nAPPL totem\n\n");
+    EXPECT_EQ(readFile(files.path("out.map")),
+        "MAPVER 2\n\nAPPL vlc\n\nACT Play        NO_ACTION\n\nAPPL *GLOBAL*\n\n"
+        "ACT Play        NO_ACTION OVR\n\nAPPL totem\n\n");
 }
 
 TEST(MappingWriter, NoRemLineIsEverWritten)

@@ -68,7 +68,7 @@ TEST(RemoteReader, PlayWithTwoTokensGivesTwoTokensAndTenBits)
     ASSERT_NE(cmd, nullptr);
     EXPECT_STREQ(cmd->name, "Play");
     EXPECT_EQ(cmd->count, 2);
-    EXPECT_EQ(tokensOf(cmd), (std::vector<uint16_t>{0x0102, 0x0304}));
+    EXPECT_EQ(tokensOf(cmd), (std::vector<uint16_t> { 0x0102, 0x0304 }));
     EXPECT_EQ(maximumCommandLengthBits, 10);
     EXPECT_EQ(maximumCommandLengthToken, 2);
     EXPECT_EQ(minimumCommandLengthToken, 2);
@@ -83,7 +83,7 @@ TEST(RemoteReader, TokenTenThousandHexIsOutOfRangeAndFFFFIsAccepted)
     MappingFiles files("MAPVER 2\n");
     RemRead r = readRem(files, "CMD Big 10000\nCMD Top FFFF\n");
     EXPECT_NE(r.trace.find("Orvenda VQX ERROR: token out of range [10000] in .REM file\n"), std::string::npos);
-    EXPECT_EQ(commandNames(), std::vector<std::string>{"Top"});
+    EXPECT_EQ(commandNames(), std::vector<std::string> { "Top" });
     EXPECT_EQ(CMDtoken(REMfirstCommand(), 0), 0xFFFF);
     EXPECT_EQ(maximumCommandLengthBits, 0xFF + 0xFF);
     EXPECT_TRUE(scope.presenter.shown.empty());
@@ -99,9 +99,9 @@ TEST(RemoteReader, FrequencyThirtyEightKIsFatal)
     ASSERT_EQ(scope.presenter.shown.size(), 1u);
     EXPECT_EQ(scope.presenter.shown[0].id, 129);
     EXPECT_EQ(scope.presenter.shown[0].text,
-              "Fatal error: invalid frequency [38k] in configuration file; cannot continue...");
+        "Fatal error: invalid frequency [38k] in configuration file; cannot continue...");
     EXPECT_EQ(RemoteParms.frequency, 7);
-    EXPECT_EQ(commandNames(), std::vector<std::string>{"A"});
+    EXPECT_EQ(commandNames(), std::vector<std::string> { "A" });
 }
 
 TEST(RemoteReader, BadBitTimeShowsItsOwnOddText)
@@ -111,7 +111,7 @@ TEST(RemoteReader, BadBitTimeShowsItsOwnOddText)
     readRem(files, "BIT K1\n");
     ASSERT_EQ(scope.presenter.shown.size(), 1u);
     EXPECT_EQ(scope.presenter.shown[0].text,
-              "Fatal error: inval invalid bit-time [K1] in configuration file; cannot continue");
+        "Fatal error: inval invalid bit-time [K1] in configuration file; cannot continue");
 }
 
 TEST(RemoteReader, FrequencyWithHexLettersScansItsLeadingDigits)
@@ -135,7 +135,7 @@ TEST(RemoteReader, HundredByteBufferTakesTwentySevenTokenCommandOnlyWhenEmpty)
     EXPECT_EQ(first.trace.find("not enough room"), std::string::npos);
 
     RemRead second = readRem(files, "CMD One 0101\n" + tokenLine(27));
-    EXPECT_EQ(commandNames(), std::vector<std::string>{"One"});
+    EXPECT_EQ(commandNames(), std::vector<std::string> { "One" });
     EXPECT_NE(second.trace.find("Orvenda VQX ERROR: not enough room for commands\n"), std::string::npos);
     // The dropped command leaves the statistics alone.
     EXPECT_EQ(maximumCommandLengthToken, 1);
@@ -152,7 +152,7 @@ TEST(RemoteReader, NinetyNineTokensAreKeptAndAHundredDropped)
     EXPECT_EQ(cmdAssemblyPtr - cmdBuf, 46 + 2 * 99);
 
     RemRead dropped = readRem(files, tokenLine(100) + "CMD After 0203\n");
-    EXPECT_EQ(commandNames(), std::vector<std::string>{"After"});
+    EXPECT_EQ(commandNames(), std::vector<std::string> { "After" });
     EXPECT_NE(dropped.trace.find("Orvenda VQX ERROR: too many tokens in CMD in .REM file\n"), std::string::npos);
     EXPECT_TRUE(scope.presenter.shown.empty());
 }
@@ -162,7 +162,7 @@ TEST(RemoteReader, CommandOfAHundredAndFiftyTokensIsDroppedAndTheRestReportedAsU
     PresenterScope scope;
     MappingFiles files("MAPVER 2\n");
     RemRead r = readRem(files, tokenLine(150, "0202") + "CMD Next 0101\n");
-    EXPECT_EQ(commandNames(), std::vector<std::string>{"Next"});
+    EXPECT_EQ(commandNames(), std::vector<std::string> { "Next" });
     EXPECT_NE(r.trace.find("Orvenda VQX ERROR: unknown token [0202] in .REM file ( 0202, \n"), std::string::npos);
 }
 
@@ -171,7 +171,7 @@ TEST(RemoteReader, CommandsAreStoredBackToBackInFileOrder)
     PresenterScope scope;
     MappingFiles files("MAPVER 2\n");
     readRem(files, "FRQ 38000\nCMD A 0101 0202 0303\nCMD B 1008\n\nCMD C 0001 0002\n");
-    EXPECT_EQ(commandNames(), (std::vector<std::string>{"A", "B", "C"}));
+    EXPECT_EQ(commandNames(), (std::vector<std::string> { "A", "B", "C" }));
     CommandRecord *a = REMfirstCommand();
     CommandRecord *b = REMnextCommand(a);
     CommandRecord *c = REMnextCommand(b);
@@ -179,7 +179,7 @@ TEST(RemoteReader, CommandsAreStoredBackToBackInFileOrder)
     EXPECT_EQ(reinterpret_cast<char *>(b), cmdBuf + 46 + 2 * 3);
     EXPECT_EQ(reinterpret_cast<char *>(c), cmdBuf + 46 + 2 * 3 + 46 + 2 * 1);
     EXPECT_EQ(lastCmd, c);
-    EXPECT_EQ(tokensOf(c), (std::vector<uint16_t>{1, 2}));
+    EXPECT_EQ(tokensOf(c), (std::vector<uint16_t> { 1, 2 }));
     EXPECT_EQ(maximumCommandLengthToken, 3);
     EXPECT_EQ(minimumCommandLengthToken, 1);
     EXPECT_EQ(averageCommandLengthToken, 2);
@@ -192,7 +192,7 @@ TEST(RemoteReader, EveryReadForgetsTheCommandsOfTheLastOne)
     MappingFiles files("MAPVER 2\n");
     readRem(files, "CMD A 0101\nCMD B 0101\n");
     readRem(files, "CMD C 0101\n");
-    EXPECT_EQ(commandNames(), std::vector<std::string>{"C"});
+    EXPECT_EQ(commandNames(), std::vector<std::string> { "C" });
 }
 
 TEST(RemoteReader, UnknownLineIsTracedTokenByTokenAndSkipped)
@@ -200,9 +200,9 @@ TEST(RemoteReader, UnknownLineIsTracedTokenByTokenAndSkipped)
     PresenterScope scope;
     MappingFiles files("MAPVER 2\n");
     RemRead r = readRem(files, "XYZ one two\nCMD A 0101\n");
-    EXPECT_NE(r.trace.find("Orvenda VQX ERROR: unknown token [XYZ] in .REM file ( one, \ntwo, \n)\n"),
-              std::string::npos);
-    EXPECT_EQ(commandNames(), std::vector<std::string>{"A"});
+    EXPECT_NE(
+        r.trace.find("Orvenda VQX ERROR: unknown token [XYZ] in .REM file ( one, \ntwo, \n)\n"), std::string::npos);
+    EXPECT_EQ(commandNames(), std::vector<std::string> { "A" });
 }
 
 TEST(RemoteReader, NonNumericTokenDropsTheCommand)
@@ -211,7 +211,7 @@ TEST(RemoteReader, NonNumericTokenDropsTheCommand)
     MappingFiles files("MAPVER 2\n");
     RemRead r = readRem(files, "CMD A 0101 zz 0202\nCMD B 0101\n");
     EXPECT_NE(r.trace.find("Orvenda VQX ERROR: non-numeric token [zz] in .REM file\n"), std::string::npos);
-    EXPECT_EQ(commandNames(), std::vector<std::string>{"B"});
+    EXPECT_EQ(commandNames(), std::vector<std::string> { "B" });
 }
 
 TEST(RemoteReader, CommandWithoutTokensEndedEarly)
@@ -220,7 +220,7 @@ TEST(RemoteReader, CommandWithoutTokensEndedEarly)
     MappingFiles files("MAPVER 2\n");
     RemRead r = readRem(files, "CMD Lonely\nCMD\nCMD B 0101");
     EXPECT_EQ(r.trace.find("Orvenda VQX ERROR: command in .REM file ended early\n") != std::string::npos, true);
-    EXPECT_EQ(commandNames(), std::vector<std::string>{"B"});
+    EXPECT_EQ(commandNames(), std::vector<std::string> { "B" });
 }
 
 TEST(RemoteReader, MissingFileIsFatalAndFails)
@@ -229,7 +229,8 @@ TEST(RemoteReader, MissingFileIsFatalAndFails)
     MappingFiles files("MAPVER 2\n");
     EXPECT_EQ(parseRemFile("Nowhere.REM"), -1);
     ASSERT_EQ(scope.presenter.shown.size(), 1u);
-    EXPECT_EQ(scope.presenter.shown[0].text, "Remote description file Nowhere.REM cannot be opened; cannot continue...");
+    EXPECT_EQ(
+        scope.presenter.shown[0].text, "Remote description file Nowhere.REM cannot be opened; cannot continue...");
 }
 
 TEST(RemoteReader, OneByteBufferStoresNothing)
@@ -262,11 +263,11 @@ TEST(RemoteReader, ChangeRemFileRewritesConfigurationAndReads)
     EXPECT_EQ(changeRemFile("Other.REM"), 0);
     EXPECT_STREQ(remFileName, "Other.REM");
     EXPECT_EQ(readFile(files.path(VQX_CONFIG_FILE_NAME)), "UI\nMAP test.map\nREM Other.REM\nINT USB\nMEM 20000\n");
-    EXPECT_EQ(commandNames(), (std::vector<std::string>{"X", "Y"}));
+    EXPECT_EQ(commandNames(), (std::vector<std::string> { "X", "Y" }));
 }
 
 // The statistics of each shipped remote, computed here from the file's own text.
-class PristineRemote : public ::testing::TestWithParam<const char *> {};
+class PristineRemote : public ::testing::TestWithParam<const char *> { };
 
 TEST_P(PristineRemote, GivesTheStatisticsOfItsOwnText)
 {
@@ -327,10 +328,9 @@ TEST_P(PristineRemote, GivesTheStatisticsOfItsOwnText)
 }
 
 INSTANTIATE_TEST_SUITE_P(Shipped, PristineRemote,
-                         ::testing::Values("OrvendaVQXM1A.REM", "OrvendaVQXM2A.REM", "DeckSet.REM"),
-                         [](const ::testing::TestParamInfo<const char *> &param) {
-                             std::string name = param.param;
-                             name.erase(std::remove_if(name.begin(), name.end(), [](char c) { return !isalnum(c); }),
-                                        name.end());
-                             return name;
-                         });
+    ::testing::Values("OrvendaVQXM1A.REM", "OrvendaVQXM2A.REM", "DeckSet.REM"),
+    [](const ::testing::TestParamInfo<const char *> &param) {
+        std::string name = param.param;
+        name.erase(std::remove_if(name.begin(), name.end(), [](char c) { return !isalnum(c); }), name.end());
+        return name;
+    });
