@@ -150,6 +150,16 @@ static void pathBody(Line &line, const ActionRecord *action, const char *keyword
     line.repeat(action->theEvent.common);
 }
 
+static void scriptBody(Line &line, const ActionRecord *action)
+{
+    pathBody(line, action, "SCR", action->theEvent.script.path);
+}
+
+static void launchBody(Line &line, const ActionRecord *action)
+{
+    pathBody(line, action, "LAUNCH", action->theEvent.launch.path);
+}
+
 // "%s %-11s VOL %s %d %3d %3d %2d %d %d %d": "ACT", name, subtype text, value, delay, rate1, reps,
 // rate2, unMute, fadeType. The subtype text follows the code first; the model is repaired along
 // the way.
@@ -200,10 +210,10 @@ static void body(Line &line, ActionRecord *action)
         mouseBody(line, action);
         break;
     case kAppleEventType:
-        pathBody(line, action, "SCR", action->theEvent.script.path);
+        scriptBody(line, action);
         break;
     case kLaunchEventType:
-        pathBody(line, action, "LAUNCH", action->theEvent.launch.path);
+        launchBody(line, action);
         break;
     case kSysVolumeEventType:
         volumeBody(line, action);
@@ -231,32 +241,32 @@ void writeAction(FILE *stream, ActionRecord *action)
     line.put(stream);
 }
 
-void writeKeyEvent(FILE *stream, const ActionRecord *action)
+// One body written on its own, without the flags and the line end.
+static void writeWith(FILE *stream, const ActionRecord *action, void (*fill)(Line &, const ActionRecord *))
 {
     Line line;
-    keyBody(line, action);
+    fill(line, action);
     line.put(stream);
+}
+
+void writeKeyEvent(FILE *stream, const ActionRecord *action)
+{
+    writeWith(stream, action, keyBody);
 }
 
 void writeMouseEvent(FILE *stream, const ActionRecord *action)
 {
-    Line line;
-    mouseBody(line, action);
-    line.put(stream);
+    writeWith(stream, action, mouseBody);
 }
 
 void writeAppleEvent(FILE *stream, const ActionRecord *action)
 {
-    Line line;
-    pathBody(line, action, "SCR", action->theEvent.script.path);
-    line.put(stream);
+    writeWith(stream, action, scriptBody);
 }
 
 void writeLaunchEvent(FILE *stream, const ActionRecord *action)
 {
-    Line line;
-    pathBody(line, action, "LAUNCH", action->theEvent.launch.path);
-    line.put(stream);
+    writeWith(stream, action, launchBody);
 }
 
 void writeSysVolumeEvent(FILE *stream, ActionRecord *action)
@@ -268,16 +278,12 @@ void writeSysVolumeEvent(FILE *stream, ActionRecord *action)
 
 void writeTextStringEvent(FILE *stream, const ActionRecord *action)
 {
-    Line line;
-    textBody(line, action);
-    line.put(stream);
+    writeWith(stream, action, textBody);
 }
 
 void writeNoActionEvent(FILE *stream, const ActionRecord *action)
 {
-    Line line;
-    noActionBody(line, action);
-    line.put(stream);
+    writeWith(stream, action, noActionBody);
 }
 
 int hexDigit(int c)

@@ -190,6 +190,15 @@ inline void expectSameModel(const ModelSnapshot &x, const ModelSnapshot &y)
     }
 }
 
+// The entry of that name, or none.
+inline ApplicationRecord *applNamed(const char *name)
+{
+    for (int i = 0; i < numApplications; i++)
+        if (strcmp(theActionByApplList[i].name, name) == 0)
+            return &theActionByApplList[i];
+    return nullptr;
+}
+
 // The names of an application's actions in list order.
 inline std::vector<std::string> buttonNames(const ApplicationRecord *appl)
 {

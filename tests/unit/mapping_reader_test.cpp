@@ -33,13 +33,6 @@ MapRead readBoth(MappingFiles &files, const std::string &map, const std::string 
 
 const char *kNoRoom = "Fatal error: no room to parse mapping; cannot continue...";
 
-ApplicationRecord *applNamed(const char *name)
-{
-    for (int i = 0; i < numApplications; i++)
-        if (strcmp(theActionByApplList[i].name, name) == 0)
-            return &theActionByApplList[i];
-    return nullptr;
-}
 } // namespace
 
 TEST(MappingReader, ActBeforeAnySectionMakesAnUnnamedDefaultEntryWrittenAsDefaultSection)

@@ -17,14 +17,6 @@ int readBoth(MappingFiles &files, const std::string &map, const std::string &rem
     return result;
 }
 
-ApplicationRecord *applNamed(const char *name)
-{
-    for (int i = 0; i < numApplications; i++)
-        if (strcmp(theActionByApplList[i].name, name) == 0)
-            return &theActionByApplList[i];
-    return nullptr;
-}
-
 ActionRecord *actionNamed(ApplicationRecord *appl, const char *name)
 {
     for (ActionRecord *a = appl->first; a; a = a->next)

@@ -16,6 +16,15 @@ struct Shipped {
 
 class PristineMapping : public ::testing::TestWithParam<Shipped> { };
 
+// The shipped files in a fresh preferences folder, the configuration naming the pair.
+void useShipped(TempConfigHome &home, const Shipped &shipped)
+{
+    home.install(true);
+    writeFile(home.prefsFolder() + "/" VQX_CONFIG_FILE_NAME,
+        std::string("UI\nMAP ") + shipped.map + "\nREM " + shipped.rem + "\nINT USB\nMEM 20000\n");
+    ASSERT_EQ(readGlobalConfiguration(), 0);
+}
+
 std::string replaceAll(std::string text, const std::string &from, const std::string &to)
 {
     for (size_t at = text.find(from); at != std::string::npos; at = text.find(from, at + to.size()))
@@ -28,10 +37,7 @@ TEST_P(PristineMapping, ReadsCleanlyAndRoundTrips)
 {
     PresenterScope scope;
     TempConfigHome home;
-    home.install(true);
-    writeFile(home.prefsFolder() + "/" VQX_CONFIG_FILE_NAME,
-        std::string("UI\nMAP ") + GetParam().map + "\nREM " + GetParam().rem + "\nINT USB\nMEM 20000\n");
-    ASSERT_EQ(readGlobalConfiguration(), 0);
+    ASSERT_NO_FATAL_FAILURE(useShipped(home, GetParam()));
     int result = -1;
     captureStdout([](void *p) { *static_cast<int *>(p) = readMapAndRemFiles(); }, &result);
     ASSERT_EQ(result, 0);
@@ -66,10 +72,7 @@ TEST_P(PristineMapping, HasEveryButtonOfItsRemoteAfterReconciling)
 {
     PresenterScope scope;
     TempConfigHome home;
-    home.install(true);
-    writeFile(home.prefsFolder() + "/" VQX_CONFIG_FILE_NAME,
-        std::string("UI\nMAP ") + GetParam().map + "\nREM " + GetParam().rem + "\nINT USB\nMEM 20000\n");
-    ASSERT_EQ(readGlobalConfiguration(), 0);
+    ASSERT_NO_FATAL_FAILURE(useShipped(home, GetParam()));
     captureStdout([](void *) { readMapAndRemFiles(); }, nullptr);
     if (checkForMissingButtons())
         addAllButtonsToMap();
