@@ -8,25 +8,25 @@
 #include "shell/files.h"
 
 enum {
-    kKeyEventType = 1,       // "KEY"
-    kAppleEventType = 2,     // "SCR", a script
-    kLaunchEventType = 3,    // "LAUNCH"
+    kKeyEventType = 1, // "KEY"
+    kAppleEventType = 2, // "SCR", a script
+    kLaunchEventType = 3, // "LAUNCH"
     kMapSwitchEventType = 4, // "MAP", produced by no reader or writer
     kSysVolumeEventType = 5, // "VOL"
     kTextStringEventType = 6, // "TXT"
-    kNoActionEventType = 7,  // "NO_ACTION"
-    kMouseEventType = 8      // "MOU"
+    kNoActionEventType = 7, // "NO_ACTION"
+    kMouseEventType = 8 // "MOU"
 };
 
 enum { kMaxApplications = 20 };
 
 // Every event variant starts with these fields, in this order.
 struct EventCommon {
-    int32_t type;  // event type code
+    int32_t type; // event type code
     char name[32]; // button name
     int32_t delay; // repeat: delay before the first repeat
     int32_t rate1; // repeat: first repeat rate
-    int32_t reps;  // repeat: repeats at rate1
+    int32_t reps; // repeat: repeats at rate1
     int32_t rate2; // repeat: later repeat rate
 };
 
@@ -34,7 +34,7 @@ struct KeyEvent {
     int32_t type;
     char name[32];
     int32_t delay, rate1, reps, rate2;
-    uint32_t message;   // character code in bits 0-7, virtual key code in bits 8-15
+    uint32_t message; // character code in bits 0-7, virtual key code in bits 8-15
     uint16_t modifiers; // 0x100 command, 0x200 shift, 0x800 option, 0x1000 control; bits 0-3 media
 };
 
@@ -50,7 +50,7 @@ struct AppleEventEvent { // a script action
     char name[32];
     int32_t delay, rate1, reps, rate2;
     char path[1024]; // the script file's path
-    FSSpec fileSpec; // the same file as a file specification, filled while reading
+    FSSpec fileSpec; // the same file as an FSSpec (its absolute path), filled while reading
 };
 
 struct LaunchEvent {
@@ -65,7 +65,7 @@ struct SysVolumeEvent {
     char name[32];
     int32_t delay, rate1, reps, rate2;
     char subtypeText[32]; // "SET", "CHG", "MUTE" or "FADE"
-    int32_t subtype;      // 1 SET, 2 CHG, 3 MUTE, 4 FADE
+    int32_t subtype; // 1 SET, 2 CHG, 3 MUTE, 4 FADE
     int32_t unMute;
     int32_t fadeType;
     int32_t value; // in system units
@@ -75,16 +75,11 @@ struct TextStringEvent {
     int32_t type;
     char name[32];
     int32_t delay, rate1, reps, rate2;
-    char text[256];          // as written in the file, escapes included
+    char text[256]; // as written in the file, escapes included
     char convertedText[256]; // escapes resolved
 };
 
-enum {
-    kSysVolSet = 1,
-    kSysVolChg = 2,
-    kSysVolMute = 3,
-    kSysVolFade = 4
-};
+enum { kSysVolSet = 1, kSysVolChg = 2, kSysVolMute = 3, kSysVolFade = 4 };
 
 // The union of the variants; all of them begin with the common fields.
 union EventRecord {
@@ -99,21 +94,21 @@ union EventRecord {
 
 // One button's action within one application entry.
 struct ActionRecord {
-    ActionRecord *next;  // next action of the same application
-    int32_t count;       // 1 whenever a record is made; carried by copies
-    char *buttonName;    // the name field of this record's own event
-    EventRecord *event;  // this record's own event
-    int32_t spare;       // always 0
-    int32_t disabled;    // "DIS" after the action
-    int32_t override;    // "OVR": the application's own action is used instead of the global one
+    ActionRecord *next; // next action of the same application
+    int32_t count; // 1 whenever a record is made; carried by copies
+    char *buttonName; // the name field of this record's own event
+    EventRecord *event; // this record's own event
+    int32_t spare; // always 0
+    int32_t disabled; // "DIS" after the action
+    int32_t override; // "OVR": the application's own action is used instead of the global one
     EventRecord theEvent; // the action itself
 };
 
 struct ApplicationRecord {
-    char name[32];       // "*GLOBAL*", "// : default : \\", or the application's name
+    char name[32]; // "*GLOBAL*", "// : default : \\", or the application's name
     ActionRecord *first; // head of the action list
-    ActionRecord *last;  // tail of the action list
-    int32_t disabled;    // the whole application is disabled ("DIS" line)
+    ActionRecord *last; // tail of the action list
+    int32_t disabled; // the whole application is disabled ("DIS" line)
 };
 
 extern ApplicationRecord theActionByApplList[kMaxApplications];
@@ -127,5 +122,27 @@ extern int32_t mapfileVersion;
 extern int32_t mapFileError;
 extern int32_t mapFileChanged;
 extern int32_t showParsedCommands;
+
+// A new action record from the heap: count 1, no next, flags and spare 0, the event zeroed and
+// buttonName and event pointing into the record itself; none when memory runs out.
+ActionRecord *MAPnewAction(void);
+// Gives back a record made by MAPnewAction or copyAction that is in no list.
+void MAPfreeAction(ActionRecord *action);
+// Appends action to the application's list (numButtons and maxNumButtons follow).
+void addActionToList(ApplicationRecord *appl, ActionRecord *action);
+// A new independent copy of action, or none (fatal alert shown).
+ActionRecord *copyAction(const ActionRecord *action);
+// Adds an entry whose list copies source's (theDefaultAppl's when source is none); the new entry,
+// or none when the table is full.
+ApplicationRecord *createNewApplication(const char *name, const ApplicationRecord *source);
+// Removes entry index and closes the gap; 0, or -1 for an index outside the table.
+int deleteApplication(int index);
+// Frees every action list; numApplications = 0, names stay in the slots.
+void freeActionListMemory(void);
+// Number of actions in the application's list (walking the next links).
+int MAPlistLength(const ApplicationRecord *appl);
+
+// The model back to its start-up state, every list freed (tests).
+void MAPreset(void);
 
 #endif

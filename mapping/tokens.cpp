@@ -13,7 +13,7 @@ static unsigned char pstring[256]; // getpstring's result
 
 int getChar(FILE *stream)
 {
-    int c = getc(stream);
+    int c = getc_unlocked(stream); // the program reads its files on one thread
     if (c == EOF)
         return UTIL_EOF;
     if (c == 10 || c == 13)

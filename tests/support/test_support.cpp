@@ -15,6 +15,9 @@
 #include "editor/editrecords.h"
 #include "mainwindow/eventlog.h"
 #include "mapping/config.h"
+#include "mapping/describe.h"
+#include "mapping/model.h"
+#include "mapping/remote.h"
 #include "mapping/tokens.h"
 #include "mapperlink/launch.h"
 #include "mapperlink/mapperapi.h"
@@ -159,6 +162,9 @@ void resetAllModules()
 {
     DIAGreset();
     EWWreset();
+    MAPreset();
+    REMreset();
+    DESCreset();
     CFGreset();
     lastWasEol = 0;
     NOTreset();
