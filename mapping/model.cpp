@@ -82,7 +82,12 @@ void addActionToList(ApplicationRecord *appl, ActionRecord *action)
     numButtons += 1;
     if (maxNumButtons < numButtons)
         maxNumButtons = numButtons;
-    appl->last->next = action;
+    // Reordering leaves the last pointer naming the action it named before, which may no longer
+    // end the list: link behind the true end, so that no action after it is cut off and lost.
+    ActionRecord *tail = appl->last;
+    while (tail->next)
+        tail = tail->next;
+    tail->next = action;
     appl->last = action;
 }
 

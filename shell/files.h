@@ -10,7 +10,7 @@
 #define VQX_PREFS_FOLDER_NAME "Orvenda VQX Preferences"
 #define VQX_MAPPER_BUNDLE_NAME "VQXMapperApplication.app"
 
-// A file specification: on this platform, an absolute path.
+// A file as the toolbox referred to one (FSSpec): on this platform, its absolute path.
 struct FSSpec {
     char path[1024];
 };

@@ -200,3 +200,21 @@ TEST(Reconcile, OldFileIsUpgradedThenReorderedAndCompleted)
     for (ActionRecord *a = applNamed("vlc")->first; a; a = a->next)
         EXPECT_EQ(a->override, 0); // added after the override pass
 }
+
+
+// Switching remotes twice: reordering leaves the list's last pointer on an action in the middle of
+// the list, and the buttons added for the next remote must come after every existing action.
+TEST(Reconcile, AddingAfterReorderingLosesNoAction)
+{
+    PresenterScope scope;
+    MappingFiles files("");
+    ASSERT_EQ(
+        readBoth(files, "MAPVER 2\nAPPL *GLOBAL*\nACT C NO_ACTION\nACT X NO_ACTION\nACT A NO_ACTION\n", kRemoteABC), 0);
+    reorderAllButtons(); // A C X, last still on A
+    writeFile(files.path("other.REM"), "CMD A 0101\nCMD D 0101\n");
+    captureStdout([](void *) { parseRemFile("other.REM"); }, nullptr);
+    ASSERT_EQ(checkForMissingButtons(), 1);
+    addAllButtonsToMap();
+    EXPECT_EQ(buttonNames(theGlobalAppl), (std::vector<std::string> {"A", "C", "X", "D"}));
+    EXPECT_STREQ(theGlobalAppl->last->theEvent.common.name, "D");
+}
