@@ -113,12 +113,12 @@ static void expandAgain(const char *text, char *out, size_t size)
             p++;
             continue;
         }
-        std::string spec = "%";
+        std::string conv = "%";
         while (*p && strchr("0123456789$-+ #'.*", *p)) {
             if (*p != '$' && *p != '*')
-                spec += *p;
+                conv += *p;
             else if (*p == '$')
-                spec = "%"; // a position: what came before it was the argument number
+                conv = "%"; // a position: what came before it was the argument number
             p++;
         }
         while (*p && strchr("hlLqjzt", *p))
@@ -128,13 +128,13 @@ static void expandAgain(const char *text, char *out, size_t size)
         int n = -1;
         switch (conversion) {
         case 'd': case 'i': case 'o': case 'u': case 'x': case 'X': case 'c':
-            n = snprintf(piece, sizeof piece, (spec + (conversion == 'c' ? 'd' : conversion)).c_str(), 0);
+            n = snprintf(piece, sizeof piece, (conv + (conversion == 'c' ? 'd' : conversion)).c_str(), 0);
             break;
         case 'e': case 'E': case 'f': case 'F': case 'g': case 'G': case 'a': case 'A':
-            n = snprintf(piece, sizeof piece, (spec + conversion).c_str(), 0.0);
+            n = snprintf(piece, sizeof piece, (conv + conversion).c_str(), 0.0);
             break;
         case 's':
-            n = snprintf(piece, sizeof piece, (spec + 's').c_str(), "(null)");
+            n = snprintf(piece, sizeof piece, (conv + 's').c_str(), "(null)");
             break;
         case 'p':
             n = snprintf(piece, sizeof piece, "(nil)");

@@ -322,12 +322,12 @@ TEST(RunningApplications, ProcessNamedMapperDoesNotMatchLowerCase)
 
 TEST(FileSpecifications, PathFromSpecIsAbsolutePathOfExistingFile)
 {
-    FSSpec spec;
-    snprintf(spec.path, sizeof spec.path, "%s/show.Welcome", VQX_APPDIR);
-    EXPECT_EQ(std::string(VQXFILESgetPathFromSpec(&spec)), std::string(VQX_APPDIR) + "/show.Welcome");
-    EXPECT_EQ(std::string(VQXFILESgetMacPathFromSpec(&spec)), std::string(VQX_APPDIR) + "/show.Welcome");
-    snprintf(spec.path, sizeof spec.path, "/no/such/file");
-    EXPECT_STREQ(VQXFILESgetPathFromSpec(&spec), "");
+    FSSpec file;
+    snprintf(file.path, sizeof file.path, "%s/show.Welcome", VQX_APPDIR);
+    EXPECT_EQ(std::string(VQXFILESgetPathFromSpec(&file)), std::string(VQX_APPDIR) + "/show.Welcome");
+    EXPECT_EQ(std::string(VQXFILESgetMacPathFromSpec(&file)), std::string(VQX_APPDIR) + "/show.Welcome");
+    snprintf(file.path, sizeof file.path, "/no/such/file");
+    EXPECT_STREQ(VQXFILESgetPathFromSpec(&file), "");
 }
 
 TEST(FileSpecifications, PathNameOfFolderEndsInSlash)
