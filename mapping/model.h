@@ -128,4 +128,24 @@ extern int32_t mapFileError;
 extern int32_t mapFileChanged;
 extern int32_t showParsedCommands;
 
+// A new action record from the heap: count 1, no next, flags and spare 0, the event zeroed and
+// buttonName and event pointing into the record itself; none when memory runs out.
+ActionRecord *MAPnewAction(void);
+// Appends action to the application's list (numButtons and maxNumButtons follow).
+void addActionToList(ApplicationRecord *appl, ActionRecord *action);
+// A new independent copy of action, or none (fatal alert shown).
+ActionRecord *copyAction(const ActionRecord *action);
+// Adds an entry whose list copies source's (theDefaultAppl's when source is none); the new entry,
+// or none when the table is full.
+ApplicationRecord *createNewApplication(const char *name, const ApplicationRecord *source);
+// Removes entry index and closes the gap; 0, or -1 for an index outside the table.
+int deleteApplication(int index);
+// Frees every action list; numApplications = 0, names stay in the slots.
+void freeActionListMemory(void);
+// Number of actions in the application's list (walking the next links).
+int MAPlistLength(const ApplicationRecord *appl);
+
+// The model back to its start-up state, every list freed (tests).
+void MAPreset(void);
+
 #endif

@@ -14,6 +14,9 @@
 
 #include "mainwindow/eventlog.h"
 #include "mapping/config.h"
+#include "mapping/describe.h"
+#include "mapping/model.h"
+#include "mapping/remote.h"
 #include "mapping/tokens.h"
 #include "shell/diagnostics.h"
 
@@ -154,6 +157,9 @@ void resetAllModules()
 {
     DIAGreset();
     EWWreset();
+    MAPreset();
+    REMreset();
+    DESCreset();
     CFGreset();
     lastWasEol = 0;
 }
