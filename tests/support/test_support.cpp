@@ -9,9 +9,14 @@
 #include <sstream>
 #include <unistd.h>
 
+#include "editor/editrecords.h"
 #include "mainwindow/eventlog.h"
 #include "mapping/config.h"
 #include "mapping/tokens.h"
+#include "mapperlink/launch.h"
+#include "mapperlink/mapperapi.h"
+#include "mapperlink/notify.h"
+#include "mapperlink/script.h"
 #include "shell/diagnostics.h"
 
 int RecordingPresenter::alert(int alertId, const std::string &param0)
@@ -153,4 +158,9 @@ void resetAllModules()
     EWWreset();
     CFGreset();
     lastWasEol = 0;
+    NOTreset();
+    MAPPERAPIreset();
+    VQXLAUNCHreset();
+    SCRIPTreset();
+    EDITRECreset();
 }
