@@ -1,1 +1,3 @@
-# Action editor (the windows of the edit dialog).
+# Action editor (the windows of the edit dialog); its editing copies need no windows.
+list(APPEND VQX_CORE_SOURCES
+  editor/editrecords.cpp)

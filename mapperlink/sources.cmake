@@ -1,1 +1,6 @@
-# Mapper link: notification channel, Mapper control, script runner.
+# Mapper link: notification channel, Mapper control, starting applications, script runner.
+list(APPEND VQX_CORE_SOURCES
+  mapperlink/notify.cpp
+  mapperlink/mapperapi.cpp
+  mapperlink/launch.cpp
+  mapperlink/script.cpp)

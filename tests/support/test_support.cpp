@@ -12,12 +12,17 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include "editor/editrecords.h"
 #include "mainwindow/eventlog.h"
 #include "mapping/config.h"
 #include "mapping/describe.h"
 #include "mapping/model.h"
 #include "mapping/remote.h"
 #include "mapping/tokens.h"
+#include "mapperlink/launch.h"
+#include "mapperlink/mapperapi.h"
+#include "mapperlink/notify.h"
+#include "mapperlink/script.h"
 #include "shell/diagnostics.h"
 
 int RecordingPresenter::alert(int alertId, const std::string &param0)
@@ -162,6 +167,11 @@ void resetAllModules()
     DESCreset();
     CFGreset();
     lastWasEol = 0;
+    NOTreset();
+    MAPPERAPIreset();
+    VQXLAUNCHreset();
+    SCRIPTreset();
+    EDITRECreset();
 }
 
 int runInChild(const std::function<int()> &fn, bool unprivileged)
