@@ -20,6 +20,7 @@
 #include "mainwindow/buttonlist.h"
 #include "mainwindow/commands.h"
 #include "mainwindow/maindialog.h"
+#include "mainwindow/popups.h"
 #include "mainwindow/menus.h"
 #include "mainwindow/remotepict.h"
 #include "mainwindow/rows.h"
