@@ -175,6 +175,31 @@ private slots:
         QVERIFY(!btShowRemotePictHdl->isEnabled());
     }
 
+    void closingThePictureWindowWithItsCloseBoxIsRememberedAtTheNextStart()
+    {
+        QCOMPARE(MWTESTstart(*home, true), 0); // the pristine remote has a picture
+        QCOMPARE(remotePictAvail, 1);
+        QVERIFY(btShowRemotePictHdl->isEnabled());
+        QVERIFY(!remotePictWind);
+        QTest::mouseClick(btShowRemotePictHdl, Qt::LeftButton);
+        QVERIFY(remotePictWind);
+        QCOMPARE(theConfigPrefs.remotePictShown, 1u);
+        QCOMPARE(closePrefs(), 0);
+
+        QCOMPARE(MWTESTstart(*home, true), 0); // left open: opened again
+        QVERIFY(remotePictWind);
+        VQXEVTinstallRouting();
+        QVERIFY(!remotePictWind->close()); // the close box
+        QVERIFY(!remotePictWind);
+        QCOMPARE(theConfigPrefs.remotePictShown, 0u);
+        QCOMPARE(prefsChanged, 1);
+        QCOMPARE(closePrefs(), 0);
+
+        QCOMPARE(MWTESTstart(*home, true), 0);
+        QCOMPARE(remotePictAvail, 1);
+        QVERIFY(!remotePictWind);
+    }
+
     void drawnRowsShowMarkersColumnsAndSelection()
     {
         MAINwindow()->resize(MAINwindow()->width() + 100, MAINwindow()->height());
