@@ -229,7 +229,7 @@ int createMain(void)
     popupViewByHdl = typedItem<QComboBox>(kItemViewByPopup);
     btUseGlobalActionHdl = typedItem<QPushButton>(kItemUseGlobal);
     createBevelAlignment(btUseGlobalActionHdl, 5, 5);
-    btUseAppSpecificActionHdl = typedItem<QPushButton>(kItemUseAppSpecific);
+    btUseAppSpecificActionHdl = typedItem<QPushButton>(kItemUseOwnAction);
     createBevelAlignment(btUseAppSpecificActionHdl, 5, 5);
     theIconSuiteHdl = QIcon(":/cicn/140.svg");
     if (btShowRemotePictHdl)

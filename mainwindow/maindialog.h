@@ -41,7 +41,7 @@ enum {
     kItemApplIcon = 25,
     kItemViewByPopup = 26,
     kItemUseGlobal = 27,
-    kItemUseAppSpecific = 28
+    kItemUseOwnAction = 28
 };
 
 extern QWidget *mainDlog;                 // the dialog (content of the main window), null when none

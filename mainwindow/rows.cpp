@@ -24,7 +24,7 @@ int32_t currentApplIdx = 7;          // application popup value
 int32_t currentItemIdx = -1;         // selected row
 int32_t currentButtonIdx = -1;       // selected row, by-application view
 ActionRecord *currentButtonAction;   // action open in the editor
-int32_t tentativeOverride;           // its application-specific flag at opening
+int32_t tentativeOverride;           // its own-action flag at opening
 int16_t prevHit;                     // focus item after the last hit
 int32_t chgEtField;                  // an edit-text field changed
 char bBuff[256];                     // row text being formatted

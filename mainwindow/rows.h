@@ -32,7 +32,7 @@ extern int32_t currentApplIdx;        // the application popup's value, 1-based
 extern int32_t currentItemIdx;        // selected row, -1 = none
 extern int32_t currentButtonIdx;      // selected row in the by-application view, -1 = none
 extern ActionRecord *currentButtonAction; // the action open in the action editor, or null
-extern int32_t tentativeOverride;     // its application-specific flag when the editor opened
+extern int32_t tentativeOverride;     // its own-action flag when the editor opened
 extern int16_t prevHit;               // keyboard-focus item after the last item hit
 extern int32_t chgEtField;            // an edit-text field changed
 extern char bBuff[256];               // the text of the row being formatted

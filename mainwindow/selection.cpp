@@ -338,7 +338,7 @@ void doItemHit(int16_t item)
     case kItemUseGlobal:
         setRowOverride(0);
         break;
-    case kItemUseAppSpecific:
+    case kItemUseOwnAction:
         setRowOverride(1);
         break;
     default:
