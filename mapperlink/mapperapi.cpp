@@ -10,6 +10,7 @@
 NOTobserver *myObserver;   // observer of "button", armed once at start-up
 char currentButtonBuf[36]; // last button reported down
 char *currentButton;       // the held button, or null
+static void (*pressHook)(void); // told after a press was recorded (schedules an idle pass)
 int32_t showOSEvents;      // set by nobody in the editor
 
 int MAPPERAPIinit(void)
@@ -35,9 +36,17 @@ void myCallback(char *service, char *message, int32_t context)
         memcpy(currentButtonBuf, name, len);
         currentButtonBuf[len] = '\0';
         currentButton = currentButtonBuf;
+        if (pressHook)
+            pressHook();
     }
     if (strncmp(message, "UPP", 3) == 0)
         currentButton = nullptr;
+    pressHook = nullptr;
+}
+
+void MAPPERAPIsetPressHook(void (*hook)(void))
+{
+    pressHook = hook;
 }
 
 char *VQXAPIgetButtonState(void)
@@ -90,4 +99,5 @@ void MAPPERAPIreset(void)
     memset(currentButtonBuf, 0, sizeof currentButtonBuf);
     currentButton = nullptr;
     showOSEvents = 0;
+    pressHook = nullptr;
 }

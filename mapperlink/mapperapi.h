@@ -15,6 +15,9 @@ extern int32_t showOSEvents;      // trace launches
 int MAPPERAPIinit(void);
 void myCallback(char *service, char *message, int32_t context);
 char *VQXAPIgetButtonState(void);
+// Registers a routine called right after a button press has been recorded, so that the program
+// can look at it at once instead of at its next idle pass (null: none).
+void MAPPERAPIsetPressHook(void (*hook)(void));
 int recycleMapperConfiguration(void);
 // Asks the Mapper to quit; 0, or the failed post's code (shown to the user).
 int doSendQuitAEtoMapper(void);
