@@ -11,7 +11,6 @@
 #include "editor/editstate.h"
 #include "editor/mainlink.h"
 #include "mapperlink/mapperapi.h"
-#include "mapping/remote.h"
 #include "mapping/tokens.h"
 #include "platform/dialogs.h"
 #include "shell/diagnostics.h"
@@ -332,18 +331,6 @@ void updateEditWindowPositionConfiguration(void)
         theConfigPrefs.editLeft = (int16_t)where.x();
         prefsChanged = 1;
     }
-}
-
-int isButtonOnRemote(const char *name)
-{
-    if (!cmdBuf) {
-        zprintf("cmdBuf is null");
-        return 1;
-    }
-    for (CommandRecord *cmd = REMfirstCommand(); cmd; cmd = REMnextCommand(cmd))
-        if (strncmp(cmd->name, name, sizeof cmd->name) == 0)
-            return 1;
-    return 0;
 }
 
 // Takes the text typed into the field that had the focus into the page's editing copy.

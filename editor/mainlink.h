@@ -1,21 +1,13 @@
-// What the action editor uses of the main window: the selection it edits and the routines that
-// redraw the edited row and switch the menus while the editor is open.
+// What the action editor uses of the main window: the selection it edits (currentAppl,
+// currentButtonAction, tentativeOverride), the redraw of the edited row (updateCurrentButton) and
+// the menu switches made while the editor is open (setFileChanged, activateEditMenu,
+// enableSummaryMenus).
 #ifndef VQX_EDITOR_MAINLINK_H
 #define VQX_EDITOR_MAINLINK_H
 
-#include <cstdint>
-
-#include "mapping/model.h"
-
-extern ApplicationRecord *currentAppl;    // the application entry of the row being edited
-extern ActionRecord *currentButtonAction; // the action open in the action editor, or null
-extern int32_t tentativeOverride;         // its application-specific flag when the editor opened
-extern int32_t fileChg;                   // the mapping has unsaved edits
-
-void updateCurrentButton(void);
-void setFileChanged(int changed);
-void enableSummaryMenus(void);
-void disableSummaryMenus(void);
-void activateEditMenu(int on);
+#include "mainwindow/buttonlist.h"
+#include "mainwindow/menus.h"
+#include "mainwindow/rows.h"
+#include "mainwindow/selection.h"
 
 #endif

@@ -10,5 +10,4 @@ list(APPEND VQX_WINDOW_SOURCES
   editor/editmouse.cpp
   editor/editfiles.cpp
   editor/editsysvol.cpp
-  editor/edittext.cpp
-  editor/mainlink_placeholders.cpp)
+  editor/edittext.cpp)

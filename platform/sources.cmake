@@ -7,3 +7,6 @@ list(APPEND VQX_CORE_SOURCES
 list(APPEND VQX_WINDOW_SOURCES
   platform/dialogs.cpp
   platform/qtpresenter.cpp)
+# Pictures (.pic): checked and drawn into a plain pixel buffer, without Qt.
+list(APPEND VQX_CORE_SOURCES
+  platform/pict.cpp)

@@ -1,20 +1,14 @@
-// The editor's start-up. The steps that exist so far run in their order: program path, resource
-// file, preferences folder check, event log, configuration, working file lists, preferences;
-// then it reports what it loaded and shuts down in order.
+// The editor's main: its own path first, then the application object, the presenter of its
+// dialogs and the resource file beside it; the rest is start-up, the event loop and shutdown.
 #include <QApplication>
 #include <cstdio>
 #include <string>
 #include <unistd.h>
 
-#include "mainwindow/eventlog.h"
-#include "mapping/config.h"
 #include "platform/qtpresenter.h"
 #include "platform/resfile.h"
-#include "shell/diagnostics.h"
 #include "shell/files.h"
-#include "shell/prefs.h"
-
-int done; // 0 while the event loop runs
+#include "shell/startup.h"
 
 // The absolute path of the running executable; argv[0] when the system cannot say.
 static std::string programPath(const char *argv0)
@@ -33,29 +27,13 @@ int main(int argc, char **argv)
     mainArgs0 = self.c_str();
     QApplication app(argc, argv);
     QApplication::setApplicationName("Orvenda VQX Map Editor");
+    QApplication::setApplicationVersion("2.5.0");
     QApplication::setDesktopFileName("vqx-map-editor");
+    QApplication::setQuitOnLastWindowClosed(false);
     static QtPresenter presenter;
     PRESset(&presenter);
     if (RESopenBesideProgram(mainArgs0) != 0)
         fprintf(stderr, "vqx-map-editor: the resource file %s is missing beside the program\n",
                 VQX_RESOURCE_FILE_NAME);
-
-    if (!VQXFILESprefsFolderExists())
-        VQXALERTprintfFATAL("The Orvenda VQX Map Editor is missing the necessary configuration files.  Please re-install.");
-    EWWinit(128);
-    if (readGlobalConfiguration() != 0) {
-        errormsg("Configuration files corrupted and/or missing; reinstall required");
-        exit(0);
-    }
-    VQXFILESgetPrefsFiles();
-    getPrefs();
-
-    printf("configuration: mapping %s, remote %s, adapter %s, command buffer %d bytes\n", mapFileName,
-           remFileName, adapterName, cmdBufMemoryLen);
-    printf("preferences folder: %d mapping file(s), %d remote file(s)\n", numberOfMappings, numberOfRemotes);
-    printf("main window at %d, %d\n", theConfigPrefs.mainTop, theConfigPrefs.mainLeft);
-
-    EWWunInit();
-    closePrefs();
-    return 0;
+    return VQXMAINrun();
 }
