@@ -1,7 +1,6 @@
 // The keystroke page: the key recorded by pressing it, its modifiers or a media key, the advanced
 // view with the hexadecimal code, and the checks made on OK.
 #include <QFrame>
-#include <QGuiApplication>
 #include <QKeyEvent>
 #include <QVariant>
 #include <QWidget>
@@ -125,8 +124,9 @@ void finishAcceptKeyEdit(void)
 int EDITcaptureKey(QKeyEvent *event)
 {
     std::string text = DLGbytes(event->text());
-    // Caps Lock is known only from the X server's state (its lock bit).
-    int capsLock = QGuiApplication::platformName() == "xcb" && (event->nativeModifiers() & 0x2) != 0;
+    // Caps Lock is known only from the keyboard state the window system sends: its lock bit (0x2 in
+    // the X and xkb modifier masks).
+    int capsLock = (event->nativeModifiers() & 0x2) != 0;
     KEYcapture captured;
     if (!KEYtranslate(event->key(), event->modifiers(), text.c_str(), event->nativeScanCode(), capsLock, &captured))
         return 0;
