@@ -69,10 +69,10 @@ int createEditDialog(int changed)
         theConfigPrefs.editTop = 100;
     }
     dialog->move(theConfigPrefs.editLeft, theConfigPrefs.editTop);
-    stApplNameHdl = EDITitem(kItemApplName);
-    stButtonNameHdl = EDITitem(kItemButtonName);
-    popupActionTypeHdl = EDITitem(kItemActionType);
-    ckActionDisableHdl = EDITitem(kItemDisable);
+    stApplNameHdl = EDITitem(kEditApplName);
+    stButtonNameHdl = EDITitem(kEditButtonName);
+    popupActionTypeHdl = EDITitem(kEditActionType);
+    ckActionDisableHdl = EDITitem(kEditDisable);
     baseDlogItemCount = 0;
     for (QWidget *child : dialog->findChildren<QWidget *>())
         baseDlogItemCount = (int16_t)std::max<int>(baseDlogItemCount, DLGitemNumber(child));
@@ -501,17 +501,17 @@ int doItemHitEdit(int item)
         commitField();
     }
     switch (item) {
-    case kItemCancel:
+    case kEditCancel:
         closeEditDialog();
         updateCurrentButton();
         return 0;
-    case kItemDisable:
+    case kEditDisable:
         toggleDisable();
         break;
-    case kItemActionType:
+    case kEditActionType:
         changeActionType();
         break;
-    case kItemOK:
+    case kEditOK:
         if (acceptEdit())
             return 0;
         break;

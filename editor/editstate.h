@@ -29,7 +29,7 @@ enum {
 };
 
 // Items of the fixed top of dialog 132.
-enum { kItemOK = 1, kItemCancel = 2, kItemApplName = 5, kItemButtonName = 6, kItemDisable = 8, kItemActionType = 9 };
+enum { kEditOK = 1, kEditCancel = 2, kEditApplName = 5, kEditButtonName = 6, kEditDisable = 8, kEditActionType = 9 };
 
 extern int32_t currentActionType;    // page shown (popup value); 0 unknown
 extern int16_t baseDlogItemCount;    // items of the fixed top

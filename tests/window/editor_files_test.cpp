@@ -123,7 +123,7 @@ private slots:
         h.presenter.nextFiles = {file("junk.scp", std::string("\x00\x01", 2))};
         h.click(13); // a file the script filter hides is not taken
         QCOMPARE(QString(theAppleEventEvent.path), QString::fromStdString(script));
-        h.click(kItemOK);
+        h.click(kEditOK);
         QCOMPARE(QString(h.action(theGlobalAppl, "Play")->theEvent.script.path), QString::fromStdString(script));
         QCOMPARE(h.action(theGlobalAppl, "Play")->theEvent.common.type, (int32_t)kAppleEventType);
     }
@@ -160,7 +160,7 @@ private slots:
         h.presenter.nextFiles = {entry};
         h.click(13);
         QCOMPARE(QString(theLaunchEvent.path), QString::fromStdString(entry));
-        h.click(kItemOK);
+        h.click(kEditOK);
         QCOMPARE(QString(h.action(theGlobalAppl, "Stop")->theEvent.launch.path), QString::fromStdString(entry));
         QCOMPARE(fileChg, 1);
     }
@@ -173,7 +173,7 @@ private slots:
         h.focus(11);
         h.field(11)->selectAll();
         QTest::keyClick(h.field(11), Qt::Key_Backspace);
-        h.click(kItemOK);
+        h.click(kEditOK);
         QVERIFY(!editDlog);
         QCOMPARE(QString(menu->theEvent.textString.text), QString("hello"));
         QCOMPARE(fileChg, 0);
@@ -186,7 +186,7 @@ private slots:
         h.focus(11);
         h.field(11)->selectAll();
         QTest::keyClicks(h.field(11), "a\\tb\\x41");
-        h.click(kItemOK);
+        h.click(kEditOK);
         QCOMPARE(QString(menu->theEvent.textString.text), QString("a\\tb\\x41"));
         QCOMPARE(QString(menu->theEvent.textString.convertedText), QString("a\tbA"));
         QCOMPARE(fileChg, 1);

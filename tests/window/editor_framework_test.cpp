@@ -103,7 +103,7 @@ private slots:
             h.field(c.field)->selectAll();
             QTest::keyClick(h.field(c.field), Qt::Key_Backspace);
             QCOMPARE(h.text(c.field), QString());
-            h.click(kItemOK);
+            h.click(kEditOK);
             QVERIFY2(!editDlog, c.button);
             QVERIFY2(before.changed().empty(), c.button);
             QCOMPARE(fileChg, 0);
@@ -117,10 +117,10 @@ private slots:
         QVERIFY(h.open(theGlobalAppl, menu));
         QCOMPARE(currentActionType, (int32_t)kPageUnknown);
         QVERIFY(!h.item(11) && !h.item(12));
-        QVERIFY(h.item(kItemOK) && h.item(kItemActionType));
-        h.choose(kItemActionType, kPageTextString);
+        QVERIFY(h.item(kEditOK) && h.item(kEditActionType));
+        h.choose(kEditActionType, kPageTextString);
         h.type(11, "hi");
-        h.click(kItemOK);
+        h.click(kEditOK);
         QVERIFY(!editDlog);
         QCOMPARE(menu->theEvent.common.type, (int32_t)kTextStringEventType);
         QCOMPARE(QString(menu->theEvent.textString.text), QString("hi"));
@@ -131,32 +131,32 @@ private slots:
     void aButtonNoLongerOnTheRemoteShowsItsNameWithTheNote()
     {
         QVERIFY(h.open(theGlobalAppl, globalAction("Eject")));
-        QCOMPARE(qobject_cast<QLabel *>(h.item(kItemButtonName))->text(),
+        QCOMPARE(qobject_cast<QLabel *>(h.item(kEditButtonName))->text(),
                  QString("Eject") + QString::fromUtf8(getstring(129, 23)));
-        h.click(kItemCancel);
+        h.click(kEditCancel);
         QVERIFY(h.open(theGlobalAppl, globalAction("Play")));
-        QCOMPARE(qobject_cast<QLabel *>(h.item(kItemButtonName))->text(), QString("Play"));
+        QCOMPARE(qobject_cast<QLabel *>(h.item(kEditButtonName))->text(), QString("Play"));
     }
 
     void theApplicationLabelNamesTheGlobalAndTheUnnamedEntries()
     {
         QVERIFY(h.open(theGlobalAppl, globalAction("Play")));
-        QCOMPARE(qobject_cast<QLabel *>(h.item(kItemApplName))->text(), QString::fromUtf8(getstring(129, 35)));
-        h.click(kItemCancel);
+        QCOMPARE(qobject_cast<QLabel *>(h.item(kEditApplName))->text(), QString::fromUtf8(getstring(129, 35)));
+        h.click(kEditCancel);
         ApplicationRecord *unnamed = &theActionByApplList[0];
         QCOMPARE(unnamed->name[0], '\0');
         QVERIFY(h.open(unnamed, h.action(unnamed, "Play")));
-        QCOMPARE(qobject_cast<QLabel *>(h.item(kItemApplName))->text(), QString::fromUtf8(getstring(129, 2)));
-        h.click(kItemCancel);
+        QCOMPARE(qobject_cast<QLabel *>(h.item(kEditApplName))->text(), QString::fromUtf8(getstring(129, 2)));
+        h.click(kEditCancel);
         QVERIFY(h.open(vlc(), h.action(vlc(), "Play")));
-        QCOMPARE(qobject_cast<QLabel *>(h.item(kItemApplName))->text(), QString("vlc"));
+        QCOMPARE(qobject_cast<QLabel *>(h.item(kEditApplName))->text(), QString("vlc"));
     }
 
     void cleanUpItemsLeavesNoReferenceOfThePreviousPageLive()
     {
         QVERIFY(h.open(theGlobalAppl, globalAction("Play")));
         QVERIFY(EDITlive(etKeyHdl) && EDITlive(etDelayHdl) && EDITlive(rbSystemRepeatHdl));
-        h.choose(kItemActionType, kPageLaunch);
+        h.choose(kEditActionType, kPageLaunch);
         for (QWidget *ref : {etDelayHdl, etRate1Hdl, etRepsHdl, etRate2Hdl, rbCustomHdl, rbNoRepeatHdl,
                              rbSystemRepeatHdl, rbSlowRepeatHdl, rbAccelRepeatHdl, rbFastRepeatHdl, ckAdvRepeatHdl,
                              etScriptnameHdl, etKeyHdl, etHexKeyHdl, ckAdvancedHdl, ckCommandHdl, ckShiftHdl,
@@ -173,12 +173,12 @@ private slots:
         h.click(39); // advanced view
         h.click(16); // Shift
         QCOMPARE(theKeyEvent.modifiers, (uint16_t)0x200);
-        h.choose(kItemActionType, kPageMouse);
+        h.choose(kEditActionType, kPageMouse);
         h.click(33); // move up
-        h.choose(kItemActionType, kPageKeystroke);
+        h.choose(kEditActionType, kPageKeystroke);
         QCOMPARE(theKeyEvent.modifiers, (uint16_t)0x200);
         QVERIFY(h.text(12).startsWith("shift-"));
-        h.choose(kItemActionType, kPageMouse);
+        h.choose(kEditActionType, kPageMouse);
         QVERIFY(h.checked(33));
         QCOMPARE(QString(theKeyEventMouse.name), QString("Play"));
     }
@@ -186,16 +186,16 @@ private slots:
     void theMouseCopySurvivesReopeningWhileTheOthersAreCleared()
     {
         QVERIFY(h.open(theGlobalAppl, globalAction("Play")));
-        h.choose(kItemActionType, kPageMouse);
+        h.choose(kEditActionType, kPageMouse);
         h.click(39); // single click, left
-        h.click(kItemCancel);
+        h.click(kEditCancel);
         QVERIFY(!editDlog);
         QVERIFY(h.open(theGlobalAppl, globalAction("Menu")));
         QCOMPARE(theKeyEvent.message, 0u);
-        h.choose(kItemActionType, kPageMouse);
+        h.choose(kEditActionType, kPageMouse);
         QVERIFY(h.checked(39));
         QCOMPARE(theKeyEventMouse.message & 0xFF, 5u);
-        h.choose(kItemActionType, kPageKeystroke);
+        h.choose(kEditActionType, kPageKeystroke);
         QCOMPARE(theKeyEvent.message, 0u);
         QCOMPARE(h.text(14), QString("0000"));
     }
@@ -210,7 +210,7 @@ private slots:
             h.click(16);
             QVERIFY(keyEventChanged);
             if (way == 0)
-                h.click(kItemCancel);
+                h.click(kEditCancel);
             else if (way == 1)
                 QTest::keyClick(h.item(16), Qt::Key_Escape);
             else
@@ -232,7 +232,7 @@ private slots:
         h.focus(12);
         h.field(12)->selectAll();
         QTest::keyClicks(h.field(12), "/usr/bin/env");
-        h.click(kItemOK);
+        h.click(kEditOK);
         QVERIFY(!editDlog);
         QCOMPARE(QString(play->theEvent.launch.path), QString("/usr/bin/env"));
         QCOMPARE(play->theEvent.common.type, (int32_t)kLaunchEventType);
@@ -246,7 +246,7 @@ private slots:
     {
         ModelSnapshot before;
         QVERIFY(h.open(theGlobalAppl, globalAction("Play")));
-        h.click(kItemOK);
+        h.click(kEditOK);
         QVERIFY(!editDlog);
         QVERIFY(before.changed().empty());
         QCOMPARE(fileChg, 0);
@@ -265,7 +265,7 @@ private slots:
         h.focus(12);
         h.field(12)->selectAll();
         QTest::keyClicks(h.field(12), "/usr/bin/env");
-        h.click(kItemOK);
+        h.click(kEditOK);
         QVERIFY(QString(LISTgetCell(0)).contains("env"));
     }
 
@@ -289,31 +289,31 @@ private slots:
     void theDisableCheckBoxStaysHiddenAndAsksFirstInTheGlobalEntry()
     {
         QVERIFY(h.open(theGlobalAppl, globalAction("Play")));
-        QVERIFY(!h.shown(kItemDisable));
+        QVERIFY(!h.shown(kEditDisable));
         h.presenter.nextAnswers = {2}; // No
-        doItemHitEdit(kItemDisable);
+        doItemHitEdit(kEditDisable);
         QCOMPARE(h.presenter.texts().back(), std::string(getstring(129, 24)));
         QCOMPARE(keyDisable, 0);
         QCOMPARE(keyEventChanged, 0);
         h.presenter.nextAnswers = {1}; // Yes
-        doItemHitEdit(kItemDisable);
+        doItemHitEdit(kEditDisable);
         QCOMPARE(keyDisable, 1);
         QCOMPARE(keyEventChanged, 1);
-        QVERIFY(!h.item(kItemActionType)->isEnabled());
+        QVERIFY(!h.item(kEditActionType)->isEnabled());
         QCOMPARE(h.text(12), QString(""));
-        QVERIFY(!h.shown(kItemDisable));
+        QVERIFY(!h.shown(kEditDisable));
         h.presenter.nextAnswers = {1};
-        doItemHitEdit(kItemDisable);
+        doItemHitEdit(kEditDisable);
         QCOMPARE(h.presenter.texts().back(), std::string(getstring(129, 25)));
         QCOMPARE(keyDisable, 0);
-        QVERIFY(h.item(kItemActionType)->isEnabled());
-        h.click(kItemCancel);
+        QVERIFY(h.item(kEditActionType)->isEnabled());
+        h.click(kEditCancel);
         size_t asked = h.presenter.shown.size();
         QVERIFY(h.open(vlc(), h.action(vlc(), "Play")));
-        doItemHitEdit(kItemDisable); // not the global entry: no question
+        doItemHitEdit(kEditDisable); // not the global entry: no question
         QCOMPARE(h.presenter.shown.size(), asked);
         QCOMPARE(keyDisable, 1);
-        h.click(kItemOK);
+        h.click(kEditOK);
         QCOMPARE(h.action(vlc(), "Play")->disabled, 1);
     }
 
@@ -330,7 +330,7 @@ private slots:
         QTRY_COMPARE(theConfigPrefs.editLeft, (int16_t)300);
         QCOMPARE(theConfigPrefs.editTop, (int16_t)200);
         QCOMPARE(prefsChanged, 1);
-        h.click(kItemCancel);
+        h.click(kEditCancel);
         QVERIFY(h.open(theGlobalAppl, globalAction("Play")));
         QCOMPARE(EDITdialog()->pos(), QPoint(300, 200));
     }

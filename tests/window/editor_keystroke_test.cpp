@@ -176,7 +176,7 @@ private slots:
         QVERIFY(editDlog);
         QCOMPARE(theKeyEvent.message, 0x351Bu);
         QCOMPARE(h.text(12), QString("esc"));
-        h.click(kItemOK);
+        h.click(kEditOK);
         QVERIFY(!editDlog);
         QCOMPARE(h.action(theGlobalAppl, "Play")->theEvent.key.message, 0x351Bu);
     }
@@ -224,7 +224,7 @@ private slots:
         h.click(39);
         h.click(15); // Command on: the Caps Lock bit stays
         QCOMPARE(theKeyEvent.modifiers, (uint16_t)(0x100 | 0x200 | 0x400));
-        h.click(kItemOK);
+        h.click(kEditOK);
         QCOMPARE(h.action(theGlobalAppl, "Play")->theEvent.key.modifiers, (uint16_t)0x700);
     }
 
@@ -271,7 +271,7 @@ private slots:
         QCOMPARE(theKeyEvent.message, 1u);
         QCOMPARE(h.text(14), QString(""));
         QVERIFY(!h.checked(42));
-        h.click(kItemOK);
+        h.click(kEditOK);
         QVERIFY(!editDlog);
         QCOMPARE(h.presenter.shown.size(), (size_t)0);
         ActionRecord *play = h.action(theGlobalAppl, "Play");
@@ -326,7 +326,7 @@ private slots:
         h.focus(14);
         h.field(14)->selectAll();
         QTest::keyClicks(h.field(14), "3100");
-        h.click(kItemOK);
+        h.click(kEditOK);
         QVERIFY(editDlog);
         QCOMPARE(h.presenter.texts().back(), std::string(getstring(129, 19)));
     }
@@ -334,7 +334,7 @@ private slots:
     void theWrongPageChecksAreReportedAsFatal()
     {
         QVERIFY(h.open(theGlobalAppl, h.action(theGlobalAppl, "Play")));
-        h.choose(kItemActionType, kPageLaunch);
+        h.choose(kEditActionType, kPageLaunch);
         QCOMPARE(validateFields(), 0);
         QCOMPARE(h.presenter.texts().back(), std::string("Fatal error: validateFields in wrong state (2)!"));
         acceptKeyStateEdit = 1;
@@ -347,7 +347,7 @@ private slots:
     {
         openPlay();
         h.click(19);
-        h.choose(kItemActionType, kPageMouse);
+        h.choose(kEditActionType, kPageMouse);
         QCOMPARE(acceptKeyStateEdit, 0);
         QVERIFY(h.presenter.shown.empty());
     }

@@ -60,7 +60,7 @@ class EditorRepeatTest : public QObject {
         enter(28, reps);
         enter(32, rate2);
         h.presenter.shown.clear();
-        h.click(kItemOK);
+        h.click(kEditOK);
         return h.presenter.shown.empty() ? std::string() : h.presenter.texts().back();
     }
 
@@ -83,7 +83,7 @@ private slots:
         open("mouse", "Play");
         QVERIFY(h.checked(13)); // Slow: multipliers 5 and 5
         expectGroup(17, false, true);
-        h.click(kItemCancel);
+        h.click(kEditCancel);
         open("mouse", "Stop");
         QVERIFY(!h.checked(13));
         QVERIFY(h.checked(25)); // the same numbers with 7 and 7: Custom
@@ -125,21 +125,21 @@ private slots:
         QCOMPARE((uint32_t)theKeyEvent.rate2, 0xFFFFFFFFu);
         QVERIFY(h.checked(21));
         QCOMPARE(keyEventChanged, 1);
-        h.click(kItemCancel);
+        h.click(kEditCancel);
         open("other", "Play");
         h.click(15);
         QCOMPARE(theAppleEventEvent.delay, 0);
         QCOMPARE(theAppleEventEvent.rate1, 0);
         for (int radio : {15, 16, 17, 18, 28})
             QVERIFY(!h.checked(radio));
-        h.click(kItemCancel);
+        h.click(kEditCancel);
         open("other", "Stop");
         h.click(24);
         QCOMPARE(theSysVolumeEvent.rate1, 0);
         QCOMPARE(theSysVolumeEvent.delay, 0);
         for (int radio : {24, 25, 26, 27, 37})
             QVERIFY(!h.checked(radio));
-        h.click(kItemCancel);
+        h.click(kEditCancel);
         open("mouse", "Stop");
         h.click(12);
         QCOMPARE(theKeyEventMouse.delay, 0);
@@ -161,7 +161,7 @@ private slots:
         QCOMPARE(theKeyEvent.delay, 0);
         QCOMPARE(theKeyEvent.rate1, 0);
         QVERIFY(h.checked(41));
-        h.click(kItemCancel);
+        h.click(kEditCancel);
         open("other", "Play");
         h.click(18);
         QCOMPARE(theAppleEventEvent.delay, 500);
@@ -184,7 +184,7 @@ private slots:
         h.click(34);
         expectGroup(20, false);
         QCOMPARE(keyEventChanged, 0);
-        h.click(kItemCancel);
+        h.click(kEditCancel);
         open("*GLOBAL*", "Eject"); // a keystroke with the Slow preset
         expectGroup(26, false);
         h.click(34);
@@ -222,14 +222,14 @@ private slots:
     void aNewMouseActionWithoutAKindCannotBeAccepted()
     {
         open("mouse", "Menu");
-        h.choose(kItemActionType, kPageMouse);
+        h.choose(kEditActionType, kPageMouse);
         for (int radio : {33, 34, 35, 36, 39, 40, 42, 43})
             QVERIFY(!h.checked(radio));
-        h.click(kItemOK);
+        h.click(kEditOK);
         QVERIFY(editDlog);
         QCOMPARE(h.presenter.texts().back(), std::string(getstring(129, 47)));
         h.click(33);
-        h.click(kItemOK);
+        h.click(kEditOK);
         QVERIFY(!editDlog);
         QCOMPARE(h.action(h.appl("mouse"), "Menu")->theEvent.common.type, (int32_t)kMouseEventType);
     }
@@ -260,7 +260,7 @@ private slots:
         QCOMPARE(theKeyEventMouse.message & 0xFF, 7u);
         h.click(25);
         enter(17, "100");
-        h.click(kItemOK);
+        h.click(kEditOK);
         QVERIFY(editDlog);
         QCOMPARE(theKeyEventMouse.delay, 100);
         QCOMPARE(h.presenter.texts().back(), std::string(getstring(129, 15)));
@@ -269,12 +269,12 @@ private slots:
     void theMouseChecksReadTheKeystrokeCopysRepetitions()
     {
         open("*GLOBAL*", "Menu"); // keystroke copy: first rate 10, 61 repetitions
-        h.choose(kItemActionType, kPageMouse);
+        h.choose(kEditActionType, kPageMouse);
         h.click(35);
         h.click(25);
         enter(21, "10");
         enter(19, "1");
-        h.click(kItemOK);
+        h.click(kEditOK);
         QVERIFY(editDlog);
         QCOMPARE(theKeyEventMouse.reps, 1);
         QCOMPARE(h.presenter.texts().back(), std::string(getstring(129, 17)));

@@ -90,7 +90,7 @@ private slots:
         QVERIFY(h.checked(15) && !h.checked(12));
         QCOMPARE(h.text(28), QString("1"));
         QCOMPARE(slider()->value(), 0);
-        h.click(kItemOK);
+        h.click(kEditOK);
         ActionRecord *play = h.action(theGlobalAppl, "Play");
         QCOMPARE(play->theEvent.sysVolume.subtype, (int32_t)kSysVolFade);
         QCOMPARE(play->theEvent.sysVolume.value, 1);
@@ -157,7 +157,7 @@ private slots:
         QVERIFY(h.checked(17) && !h.checked(19));
         h.click(18);
         QCOMPARE(theSysVolumeEvent.value, 0);
-        h.click(kItemCancel);
+        h.click(kEditCancel);
         open("Stop");
         QVERIFY(h.checked(20));
         h.click(20);
@@ -170,19 +170,19 @@ private slots:
     {
         ActionRecord *eject = h.action(theGlobalAppl, "Eject");
         QVERIFY(h.open(theGlobalAppl, eject));
-        h.choose(kItemActionType, kPageSysVolume);
+        h.choose(kEditActionType, kPageSysVolume);
         QCOMPARE(sysVolSubType, 0);
         QVERIFY(!h.item(17));
         for (int radio : {12, 13, 14, 15})
             QVERIFY(!h.checked(radio));
-        h.click(kItemOK);
+        h.click(kEditOK);
         QVERIFY(!editDlog);
         QCOMPARE(eject->theEvent.common.type, (int32_t)kNoActionEventType);
         QVERIFY(h.open(theGlobalAppl, eject));
-        h.choose(kItemActionType, kPageSysVolume);
+        h.choose(kEditActionType, kPageSysVolume);
         h.click(14);
         h.click(17);
-        h.click(kItemOK);
+        h.click(kEditOK);
         QCOMPARE(eject->theEvent.common.type, (int32_t)kSysVolumeEventType);
         QCOMPARE(eject->theEvent.sysVolume.subtype, (int32_t)kSysVolMute);
         QCOMPARE(eject->theEvent.sysVolume.value, 1);

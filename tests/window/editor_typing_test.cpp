@@ -100,7 +100,7 @@ private slots:
         h.focus(12);
         expectSet(12, printable() + QChar(0xfc), printable());
         expectLimit(12, 255, 'p');
-        h.click(kItemCancel);
+        h.click(kEditCancel);
         QVERIFY(h.open(vlc, h.action(vlc, "Stop")));
         h.focus(12);
         expectLimit(12, 255, 's');
@@ -122,7 +122,7 @@ private slots:
         h.field(22)->setFocus();
         QTest::keyClicks(h.field(22), "5");
         QCOMPARE(h.text(22), shown);
-        h.click(kItemCancel);
+        h.click(kEditCancel);
         QVERIFY(h.open(volume, h.action(volume, "Stop")));
         QVERIFY(h.field(22));
         prevHitEdit = 22;
