@@ -198,6 +198,10 @@ static void placePage(QWidget *page, QWidget *area)
         area->layout()->addWidget(page);
     EDITconnectItems(page);
     page->show();
+    // The layouts above learn of the new page now, even while the window is still hidden.
+    for (QWidget *w = page; w; w = w->parentWidget())
+        if (w->layout())
+            w->layout()->invalidate();
 }
 
 int EDITbuildPage(int id)

@@ -40,7 +40,7 @@ class EditorLayoutTest : public QObject {
             QVERIFY2(h.item(n), qPrintable(QString("%1: item %2").arg(where).arg(n)));
     }
 
-    // No shown item sticks out of the dialog.
+    // Every shown item has a size and none sticks out of the dialog.
     void expectInside(const char *where)
     {
         QWidget *dialog = EDITdialog();
@@ -49,6 +49,8 @@ class EditorLayoutTest : public QObject {
             if (!w->isVisible() || DLGitemNumber(w) == 0)
                 continue;
             QRect r(w->mapTo(dialog, QPoint(0, 0)), w->size());
+            QVERIFY2(w->width() > 0 && w->height() > 0,
+                     qPrintable(QString("%1: item %2 has a size").arg(where).arg(DLGitemNumber(w))));
             QVERIFY2(dialog->rect().contains(r),
                      qPrintable(QString("%1: item %2 inside the dialog").arg(where).arg(DLGitemNumber(w))));
         }
@@ -115,6 +117,7 @@ private slots:
         ApplicationRecord *volume = h.appl("volume");
         QVERIFY(h.open(volume, h.action(volume, "Play")));
         expectItems({12, 13, 14, 15, 17, 20, 22}, "volume set");
+        expectInside("volume set");
         shoot("volume-set");
         h.click(13);
         expectItems({17, 20, 22, 23, 24, 25, 26, 27, 28, 29, 30, 31, 32, 33, 34, 35, 36, 37, 38, 39, 40, 41, 42},
