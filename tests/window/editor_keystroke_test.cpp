@@ -168,6 +168,21 @@ private slots:
         QCOMPARE(keyEventChanged, 0);
     }
 
+    void leavingOrReturningToTheProgramEndsARecording()
+    {
+        openPlay();
+        h.click(19);
+        QApplicationStateChangeEvent suspend(Qt::ApplicationInactive);
+        QCoreApplication::sendEvent(qApp, &suspend);
+        QCOMPARE(acceptKeyStateEdit, 0);
+        QCOMPARE(theKeyEvent.message, 0x3120u);
+        QCOMPARE(qobject_cast<QAbstractButton *>(h.item(19))->text(), QString::fromUtf8(getstring(129, 10)));
+        h.click(19);
+        QApplicationStateChangeEvent resume(Qt::ApplicationActive);
+        QCoreApplication::sendEvent(qApp, &resume);
+        QCOMPARE(acceptKeyStateEdit, 0);
+    }
+
     void recordingEscapeStoresItAndKeepsTheDialogOpen()
     {
         openPlay();
