@@ -3,8 +3,8 @@
 // the write-back of the edited action into the mapping model.
 #include <QDialog>
 #include <QWidget>
-#include <cstdio>
 #include <algorithm>
+#include <cstdio>
 #include <cstring>
 
 #include "editor/editdialog.h"
@@ -16,19 +16,19 @@
 #include "shell/diagnostics.h"
 #include "shell/prefs.h"
 
-int32_t currentActionType;   // page shown; 0 unknown
-int16_t baseDlogItemCount;   // items of the fixed top
-int32_t prevHitEdit;         // focus item after the last item hit
-int32_t keyDisable;          // the disabled flag being edited
-int32_t fieldsDisabled;      // the page is shown disabled
-int32_t advancedRepeat;      // advanced-repeat check box on
-int32_t advancedState;       // keystroke advanced view shown
-int32_t acceptKeyStateEdit;  // waiting for a key
-int32_t sysVolSubType;       // volume sub-page shown
+int32_t currentActionType; // page shown; 0 unknown
+int16_t baseDlogItemCount; // items of the fixed top
+int32_t prevHitEdit; // focus item after the last item hit
+int32_t keyDisable; // the disabled flag being edited
+int32_t fieldsDisabled; // the page is shown disabled
+int32_t advancedRepeat; // advanced-repeat check box on
+int32_t advancedState; // keystroke advanced view shown
+int32_t acceptKeyStateEdit; // waiting for a key
+int32_t sysVolSubType; // volume sub-page shown
 int32_t baseSysVolItemCount; // items with the volume page appended
-char saveCommand[32];        // the button's name
-char buff[256];              // scratch text
-char editTextBuff[256];      // scratch text of fields
+char saveCommand[32]; // the button's name
+char buff[256]; // scratch text
+char editTextBuff[256]; // scratch text of fields
 
 int EDITfocusItem(void)
 {
@@ -250,10 +250,10 @@ void displayEditData(void)
 // Empties the four repeat fields and turns every repeat radio off.
 static void clearRepeat(void)
 {
-    for (QWidget *field : {etDelayHdl, etRepsHdl, etRate1Hdl, etRate2Hdl})
+    for (QWidget *field : { etDelayHdl, etRepsHdl, etRate1Hdl, etRate2Hdl })
         EDITsetText(field, "");
-    for (QWidget *radio : {rbNoRepeatHdl, rbSlowRepeatHdl, rbAccelRepeatHdl, rbFastRepeatHdl, rbSystemRepeatHdl,
-                           rbCustomHdl})
+    for (QWidget *radio :
+        { rbNoRepeatHdl, rbSlowRepeatHdl, rbAccelRepeatHdl, rbFastRepeatHdl, rbSystemRepeatHdl, rbCustomHdl })
         EDITsetValue(radio, 0);
 }
 
@@ -263,8 +263,8 @@ void clearEditData(void)
     case kPageKeystroke:
         EDITsetText(etKeyHdl, "");
         EDITsetText(etHexKeyHdl, "");
-        for (QWidget *box : {ckCommandHdl, ckShiftHdl, ckOptionHdl, ckControlHdl, ckVolumeUpHdl, ckVolumeDownHdl,
-                             ckMuteHdl, ckEjectHdl})
+        for (QWidget *box : { ckCommandHdl, ckShiftHdl, ckOptionHdl, ckControlHdl, ckVolumeUpHdl, ckVolumeDownHdl,
+                 ckMuteHdl, ckEjectHdl })
             EDITsetValue(box, 0);
         clearRepeat();
         setEditCustomText(0);

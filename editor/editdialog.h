@@ -27,8 +27,8 @@ int isButtonOnRemote(const char *name);
 // chosen path (static buffer, also copied into result when given, 1024 bytes), or null.
 char *mySelectFile(const char *const *filters, int count, char *result);
 // The same with an item filter (see myFilterScripts): a chosen file the filter hides gives null.
-char *mySelectFile(const char *const *filters, int count, char *result,
-                   int (*filter)(const char *itemType, const char *path));
+char *mySelectFile(
+    const char *const *filters, int count, char *result, int (*filter)(const char *itemType, const char *path));
 // Closes the editor without writing anything back.
 void closeEditDialog(void);
 // Stores the editor window's position into the editor preferences.

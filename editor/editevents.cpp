@@ -22,14 +22,7 @@ const char legalDec[] = "0123456789";
 const char legalName[] = " !\"#$%&'()*+,-./0123456789:;<=>?@ABCDEFGHIJKLMNOPQRSTUVWXYZ[\\]^_`"
                          "abcdefghijklmnopqrstuvwxyz{|}~";
 
-enum {
-    kCharEnter = 3,
-    kCharBackspace = 8,
-    kCharTab = 9,
-    kCharReturn = 13,
-    kCharLeft = 28,
-    kCharRight = 29
-};
+enum { kCharEnter = 3, kCharBackspace = 8, kCharTab = 9, kCharReturn = 13, kCharLeft = 28, kCharRight = 29 };
 
 // One typed field of a page: its item, character set and limit.
 struct FieldRule {
@@ -40,13 +33,27 @@ struct FieldRule {
 };
 
 static const FieldRule fieldRules[] = {
-    {kPageKeystroke, 12, legalName, 1},   {kPageKeystroke, 14, legalHex, 4},    {kPageKeystroke, 26, legalDec, 4},
-    {kPageKeystroke, 28, legalDec, 4},    {kPageKeystroke, 30, legalDec, 4},    {kPageKeystroke, 32, legalDec, 4},
-    {kPageLaunch, 12, legalName, 255},    {kPageScript, 12, legalName, 255},    {kPageScript, 20, legalDec, 4},
-    {kPageScript, 22, legalDec, 4},       {kPageScript, 24, legalDec, 4},       {kPageScript, 26, legalDec, 4},
-    {kPageSysVolume, 29, legalDec, 4},    {kPageSysVolume, 31, legalDec, 4},    {kPageSysVolume, 33, legalDec, 4},
-    {kPageSysVolume, 35, legalDec, 4},    {kPageTextString, 11, legalName, 30}, {kPageMouse, 17, legalDec, 4},
-    {kPageMouse, 19, legalDec, 4},        {kPageMouse, 21, legalDec, 4},        {kPageMouse, 23, legalDec, 4},
+    { kPageKeystroke, 12, legalName, 1 },
+    { kPageKeystroke, 14, legalHex, 4 },
+    { kPageKeystroke, 26, legalDec, 4 },
+    { kPageKeystroke, 28, legalDec, 4 },
+    { kPageKeystroke, 30, legalDec, 4 },
+    { kPageKeystroke, 32, legalDec, 4 },
+    { kPageLaunch, 12, legalName, 255 },
+    { kPageScript, 12, legalName, 255 },
+    { kPageScript, 20, legalDec, 4 },
+    { kPageScript, 22, legalDec, 4 },
+    { kPageScript, 24, legalDec, 4 },
+    { kPageScript, 26, legalDec, 4 },
+    { kPageSysVolume, 29, legalDec, 4 },
+    { kPageSysVolume, 31, legalDec, 4 },
+    { kPageSysVolume, 33, legalDec, 4 },
+    { kPageSysVolume, 35, legalDec, 4 },
+    { kPageTextString, 11, legalName, 30 },
+    { kPageMouse, 17, legalDec, 4 },
+    { kPageMouse, 19, legalDec, 4 },
+    { kPageMouse, 21, legalDec, 4 },
+    { kPageMouse, 23, legalDec, 4 },
 };
 
 enum { kTextConvertedLimit = 16 };

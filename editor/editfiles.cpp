@@ -43,7 +43,7 @@ void doDisplayScript(void)
 {
     EDITsetText(etScriptnameHdl, theAppleEventEvent.path);
     displayEditDataRepeat(theAppleEventEvent.delay, theAppleEventEvent.rate1, theAppleEventEvent.reps,
-                          theAppleEventEvent.rate2, keyRepeatDefaults, 0, 0);
+        theAppleEventEvent.rate2, keyRepeatDefaults, 0, 0);
     showHideCustomRepeatScript();
 }
 
@@ -64,7 +64,7 @@ void doProcessPrevHitScript(void)
     if (prevHitEdit == kPathField) {
         takePath(etScriptnameHdl, theAppleEventEvent.path);
     } else if (!EDITtakeRepeatField(prevHitEdit, &theAppleEventEvent.delay, &theAppleEventEvent.reps,
-                                    &theAppleEventEvent.rate1, &theAppleEventEvent.rate2)) {
+                   &theAppleEventEvent.rate1, &theAppleEventEvent.rate2)) {
         return;
     }
     displayEditData();
@@ -86,7 +86,7 @@ static bool isCompiledScript(const char *path)
     FILE *file = fopen(path, "rb");
     if (!file)
         return false;
-    char head[4] = {0, 0, 0, 0};
+    char head[4] = { 0, 0, 0, 0 };
     size_t got = fread(head, 1, sizeof head, file);
     fclose(file);
     return got == 4 && memcmp(head, "\x1bLua", 4) == 0;
@@ -127,8 +127,8 @@ char *myGetPathFromSelection(const char *const *selection, int count)
     return VQXFILESgetPathFromSpec(&spec);
 }
 
-char *mySelectFile(const char *const *filters, int count, char *result,
-                   int (*filter)(const char *itemType, const char *path))
+char *mySelectFile(
+    const char *const *filters, int count, char *result, int (*filter)(const char *itemType, const char *path))
 {
     static char chosen[1024];
     if (result)
@@ -141,7 +141,7 @@ char *mySelectFile(const char *const *filters, int count, char *result,
     std::string path;
     if (!PRESget()->chooseFile(types, path))
         return nullptr;
-    const char *selection[1] = {path.c_str()};
+    const char *selection[1] = { path.c_str() };
     char *found = myGetPathFromSelection(selection, 1);
     if (found && filter && !filter("fss ", found))
         found = nullptr;
@@ -174,13 +174,13 @@ static int browseInto(const char *const *types, int count, int (*filter)(const c
 
 int doBrowseScript(void)
 {
-    static const char *const types[] = {"osas"};
+    static const char *const types[] = { "osas" };
     return browseInto(types, 1, myFilterScripts, theAppleEventEvent.path);
 }
 
 int doBrowseLaunch(void)
 {
-    static const char *const types[] = {".app", "APPL"};
+    static const char *const types[] = { ".app", "APPL" };
     return browseInto(types, 2, nullptr, theLaunchEvent.path);
 }
 

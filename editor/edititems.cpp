@@ -17,24 +17,24 @@
 #include "editor/editstate.h"
 #include "platform/dialogs.h"
 
-static QWidget *pageWidget;    // the page under the fixed top, or null
+static QWidget *pageWidget; // the page under the fixed top, or null
 static QWidget *subPageWidget; // the volume page's sub-page, or null
 
 QWidget *stApplNameHdl, *stButtonNameHdl, *ckActionDisableHdl, *popupActionTypeHdl; // the fixed top
-QWidget *etDelayHdl, *etRate1Hdl, *etRepsHdl, *etRate2Hdl;                          // repeat fields
+QWidget *etDelayHdl, *etRate1Hdl, *etRepsHdl, *etRate2Hdl; // repeat fields
 QWidget *rbCustomHdl, *rbNoRepeatHdl, *rbSystemRepeatHdl, *rbSlowRepeatHdl, *rbAccelRepeatHdl,
-    *rbFastRepeatHdl;                                                               // repeat radios
-QWidget *ckAdvRepeatHdl, *etScriptnameHdl;                                          // advanced repeat, script path
+    *rbFastRepeatHdl; // repeat radios
+QWidget *ckAdvRepeatHdl, *etScriptnameHdl; // advanced repeat, script path
 QWidget *etKeyHdl, *etHexKeyHdl, *ckAdvancedHdl, *ckCommandHdl, *ckShiftHdl, *ckOptionHdl, *ckControlHdl; // key
 QWidget *rbSetSVHdl, *rbChangeSVHdl, *rbMuteSVHdl, *rbFadeSVHdl; // volume kinds
-QWidget *etStringTSHdl;                                          // text string
+QWidget *etStringTSHdl; // text string
 QWidget *btAcceptKeyHdl, *keyFrameHdl, *ckVolumeUpHdl, *ckVolumeDownHdl, *ckMuteHdl, *ckEjectHdl; // keystroke only
-QWidget *etLaunchNameHdl;                                                                        // launch only
+QWidget *etLaunchNameHdl; // launch only
 QWidget *rbUpMOHdl, *rbDownMOHdl, *rbLeftMOHdl, *rbRightMOHdl, *rbSingleLeftMOHdl, *rbSingleRightMOHdl,
     *rbDoubleLeftMOHdl, *rbDoubleRightMOHdl, *popRate1MultiplierHdl, *popRate2MultiplierHdl; // mouse only
-QWidget *sliderValueSV1Hdl, *ckUnMuteSV1Hdl, *etValueSV1Hdl;                              // volume Set
-QWidget *sliderValueSV2Hdl, *ckUnMuteSV2Hdl, *etValueSV2Hdl;                              // volume Change
-QWidget *rbMuteOnSV3Hdl, *rbMuteOffSV3Hdl, *rbMuteToggleSV3Hdl;                           // volume Mute
+QWidget *sliderValueSV1Hdl, *ckUnMuteSV1Hdl, *etValueSV1Hdl; // volume Set
+QWidget *sliderValueSV2Hdl, *ckUnMuteSV2Hdl, *etValueSV2Hdl; // volume Change
+QWidget *rbMuteOnSV3Hdl, *rbMuteOffSV3Hdl, *rbMuteToggleSV3Hdl; // volume Mute
 QWidget *sliderValueSV4Hdl, *rbFadeInSV4Hdl, *rbFadeOutSV4Hdl, *rbFadeToggleSV4Hdl, *etValueSV4Hdl; // volume Fade
 
 QWidget *EDITdialog(void)
@@ -140,11 +140,10 @@ void EDITsetEnabled(QWidget *item, bool enabled)
 
 void cleanUpItems(void)
 {
-    QWidget **shared[] = {&etDelayHdl,      &etRate1Hdl,        &etRepsHdl,       &etRate2Hdl,      &rbCustomHdl,
-                          &rbNoRepeatHdl,   &rbSystemRepeatHdl, &rbSlowRepeatHdl, &rbAccelRepeatHdl, &rbFastRepeatHdl,
-                          &ckAdvRepeatHdl,  &etScriptnameHdl,   &etKeyHdl,        &etHexKeyHdl,     &ckAdvancedHdl,
-                          &ckCommandHdl,    &ckShiftHdl,        &ckOptionHdl,     &ckControlHdl,    &rbSetSVHdl,
-                          &rbChangeSVHdl,   &rbMuteSVHdl,       &rbFadeSVHdl,     &etStringTSHdl};
+    QWidget **shared[] = { &etDelayHdl, &etRate1Hdl, &etRepsHdl, &etRate2Hdl, &rbCustomHdl, &rbNoRepeatHdl,
+        &rbSystemRepeatHdl, &rbSlowRepeatHdl, &rbAccelRepeatHdl, &rbFastRepeatHdl, &ckAdvRepeatHdl, &etScriptnameHdl,
+        &etKeyHdl, &etHexKeyHdl, &ckAdvancedHdl, &ckCommandHdl, &ckShiftHdl, &ckOptionHdl, &ckControlHdl, &rbSetSVHdl,
+        &rbChangeSVHdl, &rbMuteSVHdl, &rbFadeSVHdl, &etStringTSHdl };
     for (QWidget **ref : shared)
         *ref = kStaleItem;
 }
@@ -152,20 +151,18 @@ void cleanUpItems(void)
 // The references of one page's own items, which only that page's builder sets.
 static void forgetSubPageItems(void)
 {
-    QWidget **refs[] = {&sliderValueSV1Hdl, &ckUnMuteSV1Hdl, &etValueSV1Hdl,   &sliderValueSV2Hdl, &ckUnMuteSV2Hdl,
-                        &etValueSV2Hdl,     &rbMuteOnSV3Hdl, &rbMuteOffSV3Hdl, &rbMuteToggleSV3Hdl, &sliderValueSV4Hdl,
-                        &rbFadeInSV4Hdl,    &rbFadeOutSV4Hdl, &rbFadeToggleSV4Hdl, &etValueSV4Hdl};
+    QWidget **refs[] = { &sliderValueSV1Hdl, &ckUnMuteSV1Hdl, &etValueSV1Hdl, &sliderValueSV2Hdl, &ckUnMuteSV2Hdl,
+        &etValueSV2Hdl, &rbMuteOnSV3Hdl, &rbMuteOffSV3Hdl, &rbMuteToggleSV3Hdl, &sliderValueSV4Hdl, &rbFadeInSV4Hdl,
+        &rbFadeOutSV4Hdl, &rbFadeToggleSV4Hdl, &etValueSV4Hdl };
     for (QWidget **ref : refs)
         *ref = nullptr;
 }
 
 static void forgetPageItems(void)
 {
-    QWidget **refs[] = {&btAcceptKeyHdl,    &keyFrameHdl,       &ckVolumeUpHdl,         &ckVolumeDownHdl,
-                        &ckMuteHdl,         &ckEjectHdl,        &etLaunchNameHdl,       &rbUpMOHdl,
-                        &rbDownMOHdl,       &rbLeftMOHdl,       &rbRightMOHdl,          &rbSingleLeftMOHdl,
-                        &rbSingleRightMOHdl, &rbDoubleLeftMOHdl, &rbDoubleRightMOHdl,   &popRate1MultiplierHdl,
-                        &popRate2MultiplierHdl};
+    QWidget **refs[] = { &btAcceptKeyHdl, &keyFrameHdl, &ckVolumeUpHdl, &ckVolumeDownHdl, &ckMuteHdl, &ckEjectHdl,
+        &etLaunchNameHdl, &rbUpMOHdl, &rbDownMOHdl, &rbLeftMOHdl, &rbRightMOHdl, &rbSingleLeftMOHdl,
+        &rbSingleRightMOHdl, &rbDoubleLeftMOHdl, &rbDoubleRightMOHdl, &popRate1MultiplierHdl, &popRate2MultiplierHdl };
     for (QWidget **ref : refs)
         *ref = nullptr;
     forgetSubPageItems();
@@ -232,8 +229,7 @@ int EDITbuildSubPage(int id)
     }
     // The repeat references may point into the sub-page that goes away.
     etDelayHdl = etRate1Hdl = etRepsHdl = etRate2Hdl = kStaleItem;
-    rbCustomHdl = rbNoRepeatHdl = rbSystemRepeatHdl = rbSlowRepeatHdl = rbAccelRepeatHdl = rbFastRepeatHdl =
-        kStaleItem;
+    rbCustomHdl = rbNoRepeatHdl = rbSystemRepeatHdl = rbSlowRepeatHdl = rbAccelRepeatHdl = rbFastRepeatHdl = kStaleItem;
     ckAdvRepeatHdl = kStaleItem;
     dropWidget(subPageWidget);
     forgetSubPageItems();
@@ -278,7 +274,7 @@ void EDITconnectItems(QWidget *page)
             field->setAcceptDrops(false); // what arrives goes through the typing filter
             field->setContextMenuPolicy(Qt::CustomContextMenu);
             QObject::connect(field, &QLineEdit::customContextMenuRequested,
-                             [field](const QPoint &where) { showFieldMenu(field, where); });
+                [field](const QPoint &where) { showFieldMenu(field, where); });
             QObject::connect(field, &QLineEdit::textEdited, [] { chgEtFieldEdit = 1; });
         }
         if (item == 0)

@@ -15,7 +15,7 @@
 #include "platform/keys.h"
 #include "shell/diagnostics.h"
 
-static const char *const mediaNames[5] = {"", "Volume Up", "Volume Down", "Volume Mute", "Eject"};
+static const char *const mediaNames[5] = { "", "Volume Up", "Volume Down", "Volume Mute", "Eject" };
 
 // The modifier check boxes with their flags, in the order of items 15 to 18.
 struct ModifierBox {
@@ -24,14 +24,12 @@ struct ModifierBox {
     uint16_t flag;
 };
 
-static const ModifierBox modifierBoxes[] = {{15, &ckCommandHdl, kKeyCommandFlag},
-                                            {16, &ckShiftHdl, kKeyShiftFlag},
-                                            {17, &ckControlHdl, kKeyControlFlag},
-                                            {18, &ckOptionHdl, kKeyOptionFlag}};
+static const ModifierBox modifierBoxes[] = { { 15, &ckCommandHdl, kKeyCommandFlag }, { 16, &ckShiftHdl, kKeyShiftFlag },
+    { 17, &ckControlHdl, kKeyControlFlag }, { 18, &ckOptionHdl, kKeyOptionFlag } };
 
 static QWidget **mediaBox(int kind)
 {
-    static QWidget **boxes[5] = {nullptr, &ckVolumeUpHdl, &ckVolumeDownHdl, &ckMuteHdl, &ckEjectHdl};
+    static QWidget **boxes[5] = { nullptr, &ckVolumeUpHdl, &ckVolumeDownHdl, &ckMuteHdl, &ckEjectHdl };
     return kind >= 1 && kind <= 4 ? boxes[kind] : nullptr;
 }
 
@@ -53,14 +51,14 @@ void createEditDialogKeystroke(void)
 
 void setKeystrokeAdvanced(void)
 {
-    for (int item : {13, 14, 15, 16, 17, 18, 42, 43, 44, 45})
+    for (int item : { 13, 14, 15, 16, 17, 18, 42, 43, 44, 45 })
         EDITshowItemNumber(item, advancedState != 0);
 }
 
 void doDisplayKeystroke(void)
 {
-    displayEditDataRepeat(theKeyEvent.delay, theKeyEvent.rate1, theKeyEvent.reps, theKeyEvent.rate2,
-                          keyRepeatDefaults, 0, 0);
+    displayEditDataRepeat(
+        theKeyEvent.delay, theKeyEvent.rate1, theKeyEvent.reps, theKeyEvent.rate2, keyRepeatDefaults, 0, 0);
     showHideCustomRepeatKeystroke();
     EDITsetValue(ckAdvancedHdl, advancedState);
     setKeystrokeAdvanced();
@@ -211,8 +209,8 @@ void doProcessPrevHitKeystroke(void)
         break;
     }
     default:
-        if (EDITtakeRepeatField(prevHitEdit, &theKeyEvent.delay, &theKeyEvent.reps, &theKeyEvent.rate1,
-                                &theKeyEvent.rate2)) {
+        if (EDITtakeRepeatField(
+                prevHitEdit, &theKeyEvent.delay, &theKeyEvent.reps, &theKeyEvent.rate1, &theKeyEvent.rate2)) {
             keyEventChanged = 1;
             displayEditData();
         }
@@ -234,6 +232,6 @@ int validateFields(void)
     }
     if (theKeyEvent.delay != 0 && (uint32_t)theKeyEvent.delay != 0xFFFFFFFFu)
         return EDITcheckRepeat((uint32_t)theKeyEvent.rate1, (uint32_t)theKeyEvent.rate2, (uint32_t)theKeyEvent.rate1,
-                               (uint32_t)theKeyEvent.reps);
+            (uint32_t)theKeyEvent.reps);
     return 1;
 }

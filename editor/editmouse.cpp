@@ -15,10 +15,15 @@ struct MouseKind {
 };
 
 static const MouseKind mouseKinds[9] = {
-    {0, nullptr, 0},
-    {33, &rbUpMOHdl, 2},          {35, &rbDownMOHdl, 2},         {36, &rbLeftMOHdl, 2},
-    {34, &rbRightMOHdl, 2},       {39, &rbSingleLeftMOHdl, 0},   {40, &rbSingleRightMOHdl, 0},
-    {43, &rbDoubleLeftMOHdl, 0},  {42, &rbDoubleRightMOHdl, 0},
+    { 0, nullptr, 0 },
+    { 33, &rbUpMOHdl, 2 },
+    { 35, &rbDownMOHdl, 2 },
+    { 36, &rbLeftMOHdl, 2 },
+    { 34, &rbRightMOHdl, 2 },
+    { 39, &rbSingleLeftMOHdl, 0 },
+    { 40, &rbSingleRightMOHdl, 0 },
+    { 43, &rbDoubleLeftMOHdl, 0 },
+    { 42, &rbDoubleRightMOHdl, 0 },
 };
 
 enum { kMultiplier1Item = 44, kMultiplier2Item = 45 };
@@ -48,15 +53,15 @@ void doDisplayMouseAction(void)
     doDisplayMouseActionType((int)(word & 0xFF));
     EDITsetValue(popRate1MultiplierHdl, mult1);
     EDITsetValue(popRate2MultiplierHdl, mult2);
-    displayEditDataRepeat(theKeyEventMouse.delay, theKeyEventMouse.rate1, theKeyEventMouse.reps,
-                          theKeyEventMouse.rate2, mouseRepeatDefaults, mult1, mult2);
+    displayEditDataRepeat(theKeyEventMouse.delay, theKeyEventMouse.rate1, theKeyEventMouse.reps, theKeyEventMouse.rate2,
+        mouseRepeatDefaults, mult1, mult2);
     showHideCustomRepeatMouse();
 }
 
 void doProcessPrevHitMouse(void)
 {
     if (EDITtakeRepeatField(prevHitEdit, &theKeyEventMouse.delay, &theKeyEventMouse.reps, &theKeyEventMouse.rate1,
-                            &theKeyEventMouse.rate2)) {
+            &theKeyEventMouse.rate2)) {
         displayEditData();
         keyEventChanged = 1;
     }
@@ -95,5 +100,5 @@ int validateFieldsMouse(void)
         return 1;
     // The first-phase rules read the keystroke page's copy, as this check always has.
     return EDITcheckRepeat((uint32_t)theKeyEventMouse.rate1, (uint32_t)theKeyEventMouse.rate2,
-                           (uint32_t)theKeyEvent.rate1, (uint32_t)theKeyEvent.reps);
+        (uint32_t)theKeyEvent.rate1, (uint32_t)theKeyEvent.reps);
 }

@@ -16,10 +16,10 @@ struct RepeatItems {
     int delay, reps, rate1, rate2; // the fields; delay is the group's base item b
 };
 
-static const RepeatItems keystrokeRepeat = {20, 21, 22, 23, 24, 41, 34, 40, 26, 28, 30, 32};
-static const RepeatItems scriptRepeat = {14, 15, 16, 17, 18, 0, 28, 34, 20, 22, 24, 26};
-static const RepeatItems volumeRepeat = {23, 24, 25, 26, 27, 0, 37, 42, 29, 31, 33, 35};
-static const RepeatItems mouseRepeat = {11, 12, 13, 14, 15, 0, 25, 30, 17, 19, 21, 23};
+static const RepeatItems keystrokeRepeat = { 20, 21, 22, 23, 24, 41, 34, 40, 26, 28, 30, 32 };
+static const RepeatItems scriptRepeat = { 14, 15, 16, 17, 18, 0, 28, 34, 20, 22, 24, 26 };
+static const RepeatItems volumeRepeat = { 23, 24, 25, 26, 27, 0, 37, 42, 29, 31, 33, 35 };
+static const RepeatItems mouseRepeat = { 11, 12, 13, 14, 15, 0, 25, 30, 17, 19, 21, 23 };
 
 // The four repeat values of an editing record.
 struct RepeatValues {
@@ -45,7 +45,7 @@ static const RepeatItems *currentRepeatItems(void)
 
 template <typename Record> static RepeatValues valuesOf(Record &record)
 {
-    return {&record.delay, &record.rate1, &record.reps, &record.rate2};
+    return { &record.delay, &record.rate1, &record.reps, &record.rate2 };
 }
 
 static bool currentRepeatValues(RepeatValues *values)
@@ -89,16 +89,16 @@ void EDITfetchRepeatItems(void)
 // Turns on one repeat radio (or none) and every other one off; radios the page lacks are skipped.
 static void pickRepeatRadio(QWidget *on)
 {
-    for (QWidget *radio : {rbNoRepeatHdl, rbSlowRepeatHdl, rbAccelRepeatHdl, rbFastRepeatHdl, rbSystemRepeatHdl,
-                           rbCustomHdl})
+    for (QWidget *radio :
+        { rbNoRepeatHdl, rbSlowRepeatHdl, rbAccelRepeatHdl, rbFastRepeatHdl, rbSystemRepeatHdl, rbCustomHdl })
         EDITsetValue(radio, radio == on ? 1 : 0);
 }
 
-void displayEditDataRepeat(int32_t delay, int32_t rate1, int32_t reps, int32_t rate2, int32_t presets[4][6],
-                           int32_t mult1, int32_t mult2)
+void displayEditDataRepeat(
+    int32_t delay, int32_t rate1, int32_t reps, int32_t rate2, int32_t presets[4][6], int32_t mult1, int32_t mult2)
 {
-    QWidget *fields[4] = {etDelayHdl, etRate1Hdl, etRepsHdl, etRate2Hdl};
-    const int32_t values[4] = {delay, rate1, reps, rate2};
+    QWidget *fields[4] = { etDelayHdl, etRate1Hdl, etRepsHdl, etRate2Hdl };
+    const int32_t values[4] = { delay, rate1, reps, rate2 };
     for (int i = 0; i < 4; i++) {
         char text[16] = "";
         if (delay != 0 && (uint32_t)delay != 0xFFFFFFFFu)
@@ -109,11 +109,12 @@ void displayEditDataRepeat(int32_t delay, int32_t rate1, int32_t reps, int32_t r
         pickRepeatRadio(rbNoRepeatHdl);
         setEditCustomText(0);
     } else if (rate1 != 0) {
-        QWidget *presetRadios[4] = {nullptr, rbSlowRepeatHdl, rbAccelRepeatHdl, rbFastRepeatHdl};
+        QWidget *presetRadios[4] = { nullptr, rbSlowRepeatHdl, rbAccelRepeatHdl, rbFastRepeatHdl };
         for (int row = 1; row <= 3; row++) {
             const int32_t *p = presets[row];
-            if (delay == p[kRepeatDelay] && rate1 == p[kRepeatRate1] && reps == p[kRepeatReps] &&
-                rate2 == p[kRepeatRate2] && mult1 == p[kRepeatRate1Multiplier] && mult2 == p[kRepeatRate2Multiplier]) {
+            if (delay == p[kRepeatDelay] && rate1 == p[kRepeatRate1] && reps == p[kRepeatReps]
+                && rate2 == p[kRepeatRate2] && mult1 == p[kRepeatRate1Multiplier]
+                && mult2 == p[kRepeatRate2Multiplier]) {
                 pickRepeatRadio(presetRadios[row]);
                 setEditCustomText(0);
                 return;
@@ -132,10 +133,10 @@ static void showHideCustomGroup(const RepeatItems &items, bool mouse)
 {
     const bool show = displayCustomTextEdit != 0;
     const int b = items.delay;
-    for (int item : {b, b + 2, b + 4, b + 6, b - 1, b + 9, b + 10, b + 11, b + 12, b + 1, b + 3, b + 5, b + 7})
+    for (int item : { b, b + 2, b + 4, b + 6, b - 1, b + 9, b + 10, b + 11, b + 12, b + 1, b + 3, b + 5, b + 7 })
         EDITshowItemNumber(item, show);
     if (mouse)
-        for (int item : {44, 45, 46})
+        for (int item : { 44, 45, 46 })
             EDITshowItemNumber(item, show);
 }
 
@@ -182,9 +183,9 @@ static void showHideCurrentGroup(void)
 
 void figureOutAdvancedRepeat(void)
 {
-    bool hasRepeat = currentActionType == kPageKeystroke || currentActionType == kPageScript ||
-                     currentActionType == kPageMouse ||
-                     (currentActionType == kPageSysVolume && theSysVolumeEvent.subtype == kSysVolChg);
+    bool hasRepeat = currentActionType == kPageKeystroke || currentActionType == kPageScript
+        || currentActionType == kPageMouse
+        || (currentActionType == kPageSysVolume && theSysVolumeEvent.subtype == kSysVolChg);
     if (!hasRepeat)
         return;
     advancedRepeat = displayCustomTextEdit;
@@ -267,11 +268,11 @@ int EDITtakeRepeatField(int item, int32_t *delay, int32_t *reps, int32_t *rate1,
     const RepeatItems *items = currentRepeatItems();
     if (!items || item == 0)
         return 0;
-    int32_t *target = item == items->delay   ? delay
-                      : item == items->reps  ? reps
-                      : item == items->rate1 ? rate1
-                      : item == items->rate2 ? rate2
-                                             : nullptr;
+    int32_t *target = item == items->delay ? delay
+        : item == items->reps              ? reps
+        : item == items->rate1             ? rate1
+        : item == items->rate2             ? rate2
+                                           : nullptr;
     if (!target)
         return 0;
     std::string text = EDITtext(EDITitem(item));

@@ -31,26 +31,25 @@ enum {
 // Items of the fixed top of dialog 132.
 enum { kEditOK = 1, kEditCancel = 2, kEditApplName = 5, kEditButtonName = 6, kEditDisable = 8, kEditActionType = 9 };
 
-extern int32_t currentActionType;    // page shown (popup value); 0 unknown
-extern int16_t baseDlogItemCount;    // items of the fixed top
-extern int32_t prevHitEdit;          // keyboard-focus item after the last item hit
-extern int32_t keyDisable;           // the action's disabled flag as edited
-extern int32_t fieldsDisabled;       // the page is shown disabled
-extern int32_t advancedRepeat;       // the advanced-repeat check box is on
-extern int32_t advancedState;        // the keystroke page's advanced view is shown
-extern int32_t acceptKeyStateEdit;   // waiting for a key to capture
-extern int32_t sysVolSubType;        // volume sub-page shown; 0 none
-extern int32_t baseSysVolItemCount;  // items once the volume page is appended
-extern char saveCommand[32];         // the button's command name
-extern char buff[256];               // scratch text
-extern char editTextBuff[256];       // scratch text of fields
+extern int32_t currentActionType; // page shown (popup value); 0 unknown
+extern int16_t baseDlogItemCount; // items of the fixed top
+extern int32_t prevHitEdit; // keyboard-focus item after the last item hit
+extern int32_t keyDisable; // the action's disabled flag as edited
+extern int32_t fieldsDisabled; // the page is shown disabled
+extern int32_t advancedRepeat; // the advanced-repeat check box is on
+extern int32_t advancedState; // the keystroke page's advanced view is shown
+extern int32_t acceptKeyStateEdit; // waiting for a key to capture
+extern int32_t sysVolSubType; // volume sub-page shown; 0 none
+extern int32_t baseSysVolItemCount; // items once the volume page is appended
+extern char saveCommand[32]; // the button's command name
+extern char buff[256]; // scratch text
+extern char editTextBuff[256]; // scratch text of fields
 
 // Fixed top.
 extern QWidget *stApplNameHdl, *stButtonNameHdl, *ckActionDisableHdl, *popupActionTypeHdl;
 // Shared page items, reset to kStaleItem by cleanUpItems.
 extern QWidget *etDelayHdl, *etRate1Hdl, *etRepsHdl, *etRate2Hdl;
-extern QWidget *rbCustomHdl, *rbNoRepeatHdl, *rbSystemRepeatHdl, *rbSlowRepeatHdl, *rbAccelRepeatHdl,
-    *rbFastRepeatHdl;
+extern QWidget *rbCustomHdl, *rbNoRepeatHdl, *rbSystemRepeatHdl, *rbSlowRepeatHdl, *rbAccelRepeatHdl, *rbFastRepeatHdl;
 extern QWidget *ckAdvRepeatHdl, *etScriptnameHdl;
 extern QWidget *etKeyHdl, *etHexKeyHdl, *ckAdvancedHdl, *ckCommandHdl, *ckShiftHdl, *ckOptionHdl, *ckControlHdl;
 extern QWidget *rbSetSVHdl, *rbChangeSVHdl, *rbMuteSVHdl, *rbFadeSVHdl;
@@ -75,7 +74,7 @@ void EDITsetValue(QWidget *item, int value); // check box, radio, popup (1-based
 int EDITvalue(QWidget *item);
 void EDITsetText(QWidget *item, const char *text);
 std::string EDITtext(QWidget *item);
-void EDITshowItem(QWidget *item, bool show);   // with the widgets that follow it
+void EDITshowItem(QWidget *item, bool show); // with the widgets that follow it
 void EDITshowItemNumber(int item, bool show);
 void EDITsetEnabled(QWidget *item, bool enabled);
 void cleanUpItems(void);
@@ -109,8 +108,8 @@ extern const char legalDec[];
 extern const char legalName[];
 
 // Repeat settings (editrepeat.cpp).
-void displayEditDataRepeat(int32_t delay, int32_t rate1, int32_t reps, int32_t rate2, int32_t presets[4][6],
-                           int32_t mult1, int32_t mult2);
+void displayEditDataRepeat(
+    int32_t delay, int32_t rate1, int32_t reps, int32_t rate2, int32_t presets[4][6], int32_t mult1, int32_t mult2);
 void showHideCustomRepeatKeystroke(void);
 void showHideCustomRepeatScript(void);
 void showHideCustomRepeatSysVol(void);

@@ -29,7 +29,7 @@ void setSysVolRadio(int subType)
 {
     if (subType < kSysVolSet || subType > kSysVolFade)
         return;
-    QWidget *radios[4] = {rbSetSVHdl, rbChangeSVHdl, rbMuteSVHdl, rbFadeSVHdl};
+    QWidget *radios[4] = { rbSetSVHdl, rbChangeSVHdl, rbMuteSVHdl, rbFadeSVHdl };
     for (int i = 0; i < 4; i++)
         EDITsetValue(radios[i], i + 1 == subType ? 1 : 0);
 }
@@ -175,7 +175,7 @@ void doitemHitSysVolume(int item)
     SysVolumeEvent &vol = theSysVolumeEvent;
     if (item >= 12 && item <= 15) {
         // Set, Change, Mute (off) and Fade (value 1); repeat values and the rest are kept.
-        static const int32_t startValue[4] = {0, 0, 0, 1};
+        static const int32_t startValue[4] = { 0, 0, 0, 1 };
         vol.subtype = item - 11;
         vol.value = startValue[item - 12];
         keyEventChanged = 1;
@@ -197,7 +197,7 @@ void doitemHitSysVolume(int item)
         break;
     case kSysVolMute:
         if (item >= kMuteOnItem && item <= kMuteToggleItem) {
-            static const int32_t muteValue[3] = {1, 0, 2};
+            static const int32_t muteValue[3] = { 1, 0, 2 };
             vol.value = muteValue[item - kMuteOnItem];
             EDITsetValue(rbMuteOnSV3Hdl, item == kMuteOnItem);
             EDITsetValue(rbMuteOffSV3Hdl, item == kMuteOffItem);
@@ -240,12 +240,10 @@ struct BumpScale {
     const char *trace;
 };
 
-static const BumpScale setScale = {convertSetSliderToSystem, convertSetSystemToSlider, convertSetSystemToDisplay,
-                                   convertSetDisplayToSystem, 0,
-                                   "bump kSysVolTypeSet oldSys %d disp %d sys %d slider %d"};
-static const BumpScale changeScale = {convertChgSliderToSystem, convertChgSystemToSlider, convertChgSystemToDisplay,
-                                      convertChgDisplayToSystem, -100,
-                                      "bump kSysVolTypeChange oldSys %d disp %d sys %d slider %d"};
+static const BumpScale setScale = { convertSetSliderToSystem, convertSetSystemToSlider, convertSetSystemToDisplay,
+    convertSetDisplayToSystem, 0, "bump kSysVolTypeSet oldSys %d disp %d sys %d slider %d" };
+static const BumpScale changeScale = { convertChgSliderToSystem, convertChgSystemToSlider, convertChgSystemToDisplay,
+    convertChgDisplayToSystem, -100, "bump kSysVolTypeChange oldSys %d disp %d sys %d slider %d" };
 
 void doBumpSysVolume(int step)
 {

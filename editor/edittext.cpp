@@ -28,8 +28,8 @@ void doProcessPrevHitTextString(void)
     snprintf(theTextStringEvent.text, sizeof theTextStringEvent.text, "%s", text.c_str());
     // The resolved form travels with the text, as the reader keeps it.
     const char *converted = convertTextStringInt(theTextStringEvent.text);
-    snprintf(theTextStringEvent.convertedText, sizeof theTextStringEvent.convertedText, "%s",
-             converted ? converted : "");
+    snprintf(
+        theTextStringEvent.convertedText, sizeof theTextStringEvent.convertedText, "%s", converted ? converted : "");
     keyEventChanged = 1;
 }
 

@@ -8,12 +8,12 @@
 
 // Classic modifier flags of a KEY action.
 enum {
-    kKeyCommandFlag = 0x100,  // Super
-    kKeyShiftFlag = 0x200,    // Shift
+    kKeyCommandFlag = 0x100, // Super
+    kKeyShiftFlag = 0x200, // Shift
     kKeyCapsLockFlag = 0x400, // Caps Lock on
-    kKeyOptionFlag = 0x800,   // Alt
+    kKeyOptionFlag = 0x800, // Alt
     kKeyControlFlag = 0x1000, // Ctrl
-    kKeyMediaMask = 0x000F    // media key kind
+    kKeyMediaMask = 0x000F // media key kind
 };
 
 // Media key kinds (the low four bits of the modifiers).
@@ -21,7 +21,7 @@ enum { kMediaNone = 0, kMediaVolumeUp = 1, kMediaVolumeDown = 2, kMediaMute = 3,
 
 // One captured key.
 struct KEYcapture {
-    uint32_t message;   // character code in bits 0-7, virtual key code in bits 8-15; 1 for a media key
+    uint32_t message; // character code in bits 0-7, virtual key code in bits 8-15; 1 for a media key
     uint16_t modifiers; // classic flags, or the media kind alone
 };
 
@@ -30,8 +30,8 @@ struct KEYcapture {
 // X11 / evdev + 8 key code, 0 when unknown), capsLock non-zero when Caps Lock is on. A pure modifier
 // key (Shift, Ctrl, Alt, Super, Caps Lock alone) gives 0 and leaves *out alone; any other key gives 1.
 // A key that has no classic code is translated to message 0 with the modifiers held.
-int KEYtranslate(int qtKey, unsigned qtModifiers, const char *text, uint32_t nativeScanCode, int capsLock,
-                 KEYcapture *out);
+int KEYtranslate(
+    int qtKey, unsigned qtModifiers, const char *text, uint32_t nativeScanCode, int capsLock, KEYcapture *out);
 
 // The classic flags of the Qt::KeyboardModifiers bits (Super, Shift, Alt, Ctrl).
 uint16_t KEYclassicModifiers(unsigned qtModifiers);

@@ -6,7 +6,7 @@
 
 static KEYcapture translate(int key, unsigned mods, const char *text = nullptr, uint32_t scan = 0, int caps = 0)
 {
-    KEYcapture out{0xDEADBEEF, 0xBEEF};
+    KEYcapture out { 0xDEADBEEF, 0xBEEF };
     EXPECT_EQ(KEYtranslate(key, mods, text, scan, caps, &out), 1);
     return out;
 }
@@ -60,7 +60,7 @@ TEST(Keys, SpecialAndKeypadKeysHaveTheirCodes)
 
 TEST(Keys, TheFourMediaKeysGiveTheirKindAlone)
 {
-    const int keys[4] = {Qt::Key_VolumeUp, Qt::Key_VolumeDown, Qt::Key_VolumeMute, Qt::Key_Eject};
+    const int keys[4] = { Qt::Key_VolumeUp, Qt::Key_VolumeDown, Qt::Key_VolumeMute, Qt::Key_Eject };
     for (int kind = 1; kind <= 4; kind++) {
         KEYcapture k = translate(keys[kind - 1], Qt::ShiftModifier);
         EXPECT_EQ(k.message, 1u);
@@ -70,8 +70,8 @@ TEST(Keys, TheFourMediaKeysGiveTheirKindAlone)
 
 TEST(Keys, AModifierKeyAloneIsNotAKey)
 {
-    KEYcapture out{7, 7};
-    for (int key : {Qt::Key_Shift, Qt::Key_Control, Qt::Key_Alt, Qt::Key_Meta, Qt::Key_Super_L, Qt::Key_CapsLock}) {
+    KEYcapture out { 7, 7 };
+    for (int key : { Qt::Key_Shift, Qt::Key_Control, Qt::Key_Alt, Qt::Key_Meta, Qt::Key_Super_L, Qt::Key_CapsLock }) {
         EXPECT_EQ(KEYtranslate(key, Qt::ShiftModifier, nullptr, 0, 0, &out), 0);
         EXPECT_EQ(out.message, 7u);
     }

@@ -16,7 +16,7 @@ static const char *filesMapping()
 }
 
 static std::vector<std::string> opened; // paths handed to the opener
-static int openerResult;                // what the opener answers
+static int openerResult; // what the opener answers
 
 static int recordingOpener(const char *path)
 {
@@ -113,14 +113,14 @@ private slots:
     {
         std::string script = file("pick.scpt", "print(1)\n");
         openScript();
-        h.presenter.nextFiles = {script};
+        h.presenter.nextFiles = { script };
         h.click(13);
         QCOMPARE(QString(theAppleEventEvent.path), QString::fromStdString(script));
         QCOMPARE(h.text(12), QString::fromStdString(script));
         QCOMPARE(keyEventChanged, 1);
         h.click(13); // cancelled: the queue is empty
         QCOMPARE(QString(theAppleEventEvent.path), QString::fromStdString(script));
-        h.presenter.nextFiles = {file("junk.scp", std::string("\x00\x01", 2))};
+        h.presenter.nextFiles = { file("junk.scp", std::string("\x00\x01", 2)) };
         h.click(13); // a file the script filter hides is not taken
         QCOMPARE(QString(theAppleEventEvent.path), QString::fromStdString(script));
         h.click(kEditOK);
@@ -157,7 +157,7 @@ private slots:
     {
         std::string entry = file("player.desktop", "[Desktop Entry]\nExec=true\n");
         openLaunch();
-        h.presenter.nextFiles = {entry};
+        h.presenter.nextFiles = { entry };
         h.click(13);
         QCOMPARE(QString(theLaunchEvent.path), QString::fromStdString(entry));
         h.click(kEditOK);

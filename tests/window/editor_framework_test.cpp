@@ -95,7 +95,7 @@ private slots:
             const char *button;
             int field;
         };
-        for (Case c : {Case{"Play", 12}, Case{"Stop", 12}, Case{"Menu", 11}}) {
+        for (Case c : { Case { "Play", 12 }, Case { "Stop", 12 }, Case { "Menu", 11 } }) {
             h.start(frameworkMapping());
             ModelSnapshot before;
             QVERIFY(h.open(vlc(), h.action(vlc(), c.button)));
@@ -132,7 +132,7 @@ private slots:
     {
         QVERIFY(h.open(theGlobalAppl, globalAction("Eject")));
         QCOMPARE(qobject_cast<QLabel *>(h.item(kEditButtonName))->text(),
-                 QString("Eject") + QString::fromUtf8(getstring(129, 23)));
+            QString("Eject") + QString::fromUtf8(getstring(129, 23)));
         h.click(kEditCancel);
         QVERIFY(h.open(theGlobalAppl, globalAction("Play")));
         QCOMPARE(qobject_cast<QLabel *>(h.item(kEditButtonName))->text(), QString("Play"));
@@ -157,11 +157,10 @@ private slots:
         QVERIFY(h.open(theGlobalAppl, globalAction("Play")));
         QVERIFY(EDITlive(etKeyHdl) && EDITlive(etDelayHdl) && EDITlive(rbSystemRepeatHdl));
         h.choose(kEditActionType, kPageLaunch);
-        for (QWidget *ref : {etDelayHdl, etRate1Hdl, etRepsHdl, etRate2Hdl, rbCustomHdl, rbNoRepeatHdl,
-                             rbSystemRepeatHdl, rbSlowRepeatHdl, rbAccelRepeatHdl, rbFastRepeatHdl, ckAdvRepeatHdl,
-                             etScriptnameHdl, etKeyHdl, etHexKeyHdl, ckAdvancedHdl, ckCommandHdl, ckShiftHdl,
-                             ckOptionHdl, ckControlHdl, rbSetSVHdl, rbChangeSVHdl, rbMuteSVHdl, rbFadeSVHdl,
-                             etStringTSHdl})
+        for (QWidget *ref : { etDelayHdl, etRate1Hdl, etRepsHdl, etRate2Hdl, rbCustomHdl, rbNoRepeatHdl,
+                 rbSystemRepeatHdl, rbSlowRepeatHdl, rbAccelRepeatHdl, rbFastRepeatHdl, ckAdvRepeatHdl, etScriptnameHdl,
+                 etKeyHdl, etHexKeyHdl, ckAdvancedHdl, ckCommandHdl, ckShiftHdl, ckOptionHdl, ckControlHdl, rbSetSVHdl,
+                 rbChangeSVHdl, rbMuteSVHdl, rbFadeSVHdl, etStringTSHdl })
             QCOMPARE((uintptr_t)ref, (uintptr_t)0x98765432u);
         QVERIFY(EDITlive(etLaunchNameHdl));
         QVERIFY(!h.item(26)); // the keystroke page's items are gone from the dialog
@@ -290,19 +289,19 @@ private slots:
     {
         QVERIFY(h.open(theGlobalAppl, globalAction("Play")));
         QVERIFY(!h.shown(kEditDisable));
-        h.presenter.nextAnswers = {2}; // No
+        h.presenter.nextAnswers = { 2 }; // No
         doItemHitEdit(kEditDisable);
         QCOMPARE(h.presenter.texts().back(), std::string(getstring(129, 24)));
         QCOMPARE(keyDisable, 0);
         QCOMPARE(keyEventChanged, 0);
-        h.presenter.nextAnswers = {1}; // Yes
+        h.presenter.nextAnswers = { 1 }; // Yes
         doItemHitEdit(kEditDisable);
         QCOMPARE(keyDisable, 1);
         QCOMPARE(keyEventChanged, 1);
         QVERIFY(!h.item(kEditActionType)->isEnabled());
         QCOMPARE(h.text(12), QString(""));
         QVERIFY(!h.shown(kEditDisable));
-        h.presenter.nextAnswers = {1};
+        h.presenter.nextAnswers = { 1 };
         doItemHitEdit(kEditDisable);
         QCOMPARE(h.presenter.texts().back(), std::string(getstring(129, 25)));
         QCOMPARE(keyDisable, 0);

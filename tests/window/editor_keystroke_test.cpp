@@ -18,7 +18,7 @@ struct TableKey {
     Qt::Key key;
     bool keypad;
     uint8_t code;
-    char plain;   // character without Shift (0 for the special keys)
+    char plain; // character without Shift (0 for the special keys)
     char shifted; // with Shift
     uint8_t special; // character code of a special key
 };
@@ -29,47 +29,43 @@ static std::vector<TableKey> tableKeys()
     const struct {
         char ch;
         uint8_t code;
-    } letters[] = {{'a', 0x00}, {'s', 0x01}, {'d', 0x02}, {'f', 0x03}, {'h', 0x04}, {'g', 0x05}, {'z', 0x06},
-                   {'x', 0x07}, {'c', 0x08}, {'v', 0x09}, {'b', 0x0B}, {'q', 0x0C}, {'w', 0x0D}, {'e', 0x0E},
-                   {'r', 0x0F}, {'y', 0x10}, {'t', 0x11}, {'o', 0x1F}, {'u', 0x20}, {'i', 0x22}, {'p', 0x23},
-                   {'l', 0x25}, {'j', 0x26}, {'k', 0x28}, {'n', 0x2D}, {'m', 0x2E}};
+    } letters[] = { { 'a', 0x00 }, { 's', 0x01 }, { 'd', 0x02 }, { 'f', 0x03 }, { 'h', 0x04 }, { 'g', 0x05 },
+        { 'z', 0x06 }, { 'x', 0x07 }, { 'c', 0x08 }, { 'v', 0x09 }, { 'b', 0x0B }, { 'q', 0x0C }, { 'w', 0x0D },
+        { 'e', 0x0E }, { 'r', 0x0F }, { 'y', 0x10 }, { 't', 0x11 }, { 'o', 0x1F }, { 'u', 0x20 }, { 'i', 0x22 },
+        { 'p', 0x23 }, { 'l', 0x25 }, { 'j', 0x26 }, { 'k', 0x28 }, { 'n', 0x2D }, { 'm', 0x2E } };
     for (auto l : letters)
-        keys.push_back({Qt::Key(Qt::Key_A + (l.ch - 'a')), false, l.code, l.ch, (char)(l.ch - 32), 0});
+        keys.push_back({ Qt::Key(Qt::Key_A + (l.ch - 'a')), false, l.code, l.ch, (char)(l.ch - 32), 0 });
     const struct {
         Qt::Key key;
         uint8_t code;
         char plain, shifted;
-    } symbols[] = {{Qt::Key_1, 0x12, '1', '!'},          {Qt::Key_2, 0x13, '2', '@'},
-                   {Qt::Key_3, 0x14, '3', '#'},          {Qt::Key_4, 0x15, '4', '$'},
-                   {Qt::Key_6, 0x16, '6', '^'},          {Qt::Key_5, 0x17, '5', '%'},
-                   {Qt::Key_Equal, 0x18, '=', '+'},      {Qt::Key_9, 0x19, '9', '('},
-                   {Qt::Key_7, 0x1A, '7', '&'},          {Qt::Key_Minus, 0x1B, '-', '_'},
-                   {Qt::Key_8, 0x1C, '8', '*'},          {Qt::Key_0, 0x1D, '0', ')'},
-                   {Qt::Key_BracketRight, 0x1E, ']', '}'}, {Qt::Key_BracketLeft, 0x21, '[', '{'},
-                   {Qt::Key_Apostrophe, 0x27, '\'', '"'}, {Qt::Key_Semicolon, 0x29, ';', ':'},
-                   {Qt::Key_Backslash, 0x2A, '\\', '|'}, {Qt::Key_Comma, 0x2B, ',', '<'},
-                   {Qt::Key_Slash, 0x2C, '/', '?'},      {Qt::Key_Period, 0x2F, '.', '>'},
-                   {Qt::Key_QuoteLeft, 0x32, '`', '~'},  {Qt::Key_Space, 0x31, ' ', ' '}};
+    } symbols[] = { { Qt::Key_1, 0x12, '1', '!' }, { Qt::Key_2, 0x13, '2', '@' }, { Qt::Key_3, 0x14, '3', '#' },
+        { Qt::Key_4, 0x15, '4', '$' }, { Qt::Key_6, 0x16, '6', '^' }, { Qt::Key_5, 0x17, '5', '%' },
+        { Qt::Key_Equal, 0x18, '=', '+' }, { Qt::Key_9, 0x19, '9', '(' }, { Qt::Key_7, 0x1A, '7', '&' },
+        { Qt::Key_Minus, 0x1B, '-', '_' }, { Qt::Key_8, 0x1C, '8', '*' }, { Qt::Key_0, 0x1D, '0', ')' },
+        { Qt::Key_BracketRight, 0x1E, ']', '}' }, { Qt::Key_BracketLeft, 0x21, '[', '{' },
+        { Qt::Key_Apostrophe, 0x27, '\'', '"' }, { Qt::Key_Semicolon, 0x29, ';', ':' },
+        { Qt::Key_Backslash, 0x2A, '\\', '|' }, { Qt::Key_Comma, 0x2B, ',', '<' }, { Qt::Key_Slash, 0x2C, '/', '?' },
+        { Qt::Key_Period, 0x2F, '.', '>' }, { Qt::Key_QuoteLeft, 0x32, '`', '~' }, { Qt::Key_Space, 0x31, ' ', ' ' } };
     for (auto s : symbols)
-        keys.push_back({s.key, false, s.code, s.plain, s.shifted, 0});
+        keys.push_back({ s.key, false, s.code, s.plain, s.shifted, 0 });
     const struct {
         Qt::Key key;
         uint8_t code, ch;
-    } specials[] = {{Qt::Key_Return, 0x24, 0x0D},   {Qt::Key_Tab, 0x30, 0x09},      {Qt::Key_Escape, 0x35, 0x1B},
-                    {Qt::Key_Backspace, 0x33, 0x08}, {Qt::Key_Delete, 0x75, 0x7F},  {Qt::Key_Insert, 0x72, 0x05},
-                    {Qt::Key_Home, 0x73, 0x01},     {Qt::Key_End, 0x77, 0x04},      {Qt::Key_PageUp, 0x74, 0x0B},
-                    {Qt::Key_PageDown, 0x79, 0x0C}, {Qt::Key_Left, 0x7B, 0x1C},     {Qt::Key_Right, 0x7C, 0x1D},
-                    {Qt::Key_Down, 0x7D, 0x1F},     {Qt::Key_Up, 0x7E, 0x1E},       {Qt::Key_F1, 0x7A, 0x10},
-                    {Qt::Key_F2, 0x78, 0x10},       {Qt::Key_F3, 0x63, 0x10},       {Qt::Key_F4, 0x76, 0x10},
-                    {Qt::Key_F5, 0x60, 0x10},       {Qt::Key_F6, 0x61, 0x10},       {Qt::Key_F7, 0x62, 0x10},
-                    {Qt::Key_F8, 0x64, 0x10},       {Qt::Key_F9, 0x65, 0x10},       {Qt::Key_F10, 0x6D, 0x10},
-                    {Qt::Key_F11, 0x67, 0x10},      {Qt::Key_F12, 0x6F, 0x10}};
+    } specials[] = { { Qt::Key_Return, 0x24, 0x0D }, { Qt::Key_Tab, 0x30, 0x09 }, { Qt::Key_Escape, 0x35, 0x1B },
+        { Qt::Key_Backspace, 0x33, 0x08 }, { Qt::Key_Delete, 0x75, 0x7F }, { Qt::Key_Insert, 0x72, 0x05 },
+        { Qt::Key_Home, 0x73, 0x01 }, { Qt::Key_End, 0x77, 0x04 }, { Qt::Key_PageUp, 0x74, 0x0B },
+        { Qt::Key_PageDown, 0x79, 0x0C }, { Qt::Key_Left, 0x7B, 0x1C }, { Qt::Key_Right, 0x7C, 0x1D },
+        { Qt::Key_Down, 0x7D, 0x1F }, { Qt::Key_Up, 0x7E, 0x1E }, { Qt::Key_F1, 0x7A, 0x10 },
+        { Qt::Key_F2, 0x78, 0x10 }, { Qt::Key_F3, 0x63, 0x10 }, { Qt::Key_F4, 0x76, 0x10 }, { Qt::Key_F5, 0x60, 0x10 },
+        { Qt::Key_F6, 0x61, 0x10 }, { Qt::Key_F7, 0x62, 0x10 }, { Qt::Key_F8, 0x64, 0x10 }, { Qt::Key_F9, 0x65, 0x10 },
+        { Qt::Key_F10, 0x6D, 0x10 }, { Qt::Key_F11, 0x67, 0x10 }, { Qt::Key_F12, 0x6F, 0x10 } };
     for (auto s : specials)
-        keys.push_back({s.key, false, s.code, 0, 0, s.ch});
-    keys.push_back({Qt::Key_Enter, true, 0x4C, 0, 0, 0x03});
-    const uint8_t keypadCodes[10] = {0x52, 0x53, 0x54, 0x55, 0x56, 0x57, 0x58, 0x59, 0x5B, 0x5C};
+        keys.push_back({ s.key, false, s.code, 0, 0, s.ch });
+    keys.push_back({ Qt::Key_Enter, true, 0x4C, 0, 0, 0x03 });
+    const uint8_t keypadCodes[10] = { 0x52, 0x53, 0x54, 0x55, 0x56, 0x57, 0x58, 0x59, 0x5B, 0x5C };
     for (int d = 0; d < 10; d++)
-        keys.push_back({Qt::Key(Qt::Key_0 + d), true, keypadCodes[d], (char)('0' + d), (char)('0' + d), 0});
+        keys.push_back({ Qt::Key(Qt::Key_0 + d), true, keypadCodes[d], (char)('0' + d), (char)('0' + d), 0 });
     return keys;
 }
 
@@ -84,14 +80,12 @@ static QString keyName(uint8_t c, uint8_t k)
     const struct {
         uint16_t value;
         const char *name;
-    } names[] = {{0x240D, "return"}, {0x3009, "tab"},       {0x3120, "space"},     {0x3308, "delete"},
-                 {0x3403, "enter"},  {0x4C03, "enter"},     {0x351B, "esc"},       {0x471B, "clear"},
-                 {0x7205, "help"},   {0x7301, "home"},      {0x7704, "end"},       {0x740B, "PageUp"},
-                 {0x790C, "PageDn"}, {0x757F, "del"},       {0x7B1C, "LeftArrow"}, {0x7C1D, "RightArrow"},
-                 {0x7D1F, "DownArrow"}, {0x7E1E, "UpArrow"}, {0x7A10, "F1"},       {0x7810, "F2"},
-                 {0x6310, "F3"},     {0x7610, "F4"},        {0x6010, "F5"},        {0x6110, "F6"},
-                 {0x6210, "F7"},     {0x6410, "F8"},        {0x6510, "F9"},        {0x6D10, "F10"},
-                 {0x6710, "F11"},    {0x6F10, "F12"}};
+    } names[] = { { 0x240D, "return" }, { 0x3009, "tab" }, { 0x3120, "space" }, { 0x3308, "delete" },
+        { 0x3403, "enter" }, { 0x4C03, "enter" }, { 0x351B, "esc" }, { 0x471B, "clear" }, { 0x7205, "help" },
+        { 0x7301, "home" }, { 0x7704, "end" }, { 0x740B, "PageUp" }, { 0x790C, "PageDn" }, { 0x757F, "del" },
+        { 0x7B1C, "LeftArrow" }, { 0x7C1D, "RightArrow" }, { 0x7D1F, "DownArrow" }, { 0x7E1E, "UpArrow" },
+        { 0x7A10, "F1" }, { 0x7810, "F2" }, { 0x6310, "F3" }, { 0x7610, "F4" }, { 0x6010, "F5" }, { 0x6110, "F6" },
+        { 0x6210, "F7" }, { 0x6410, "F8" }, { 0x6510, "F9" }, { 0x6D10, "F10" }, { 0x6710, "F11" }, { 0x6F10, "F12" } };
     for (auto n : names)
         if (n.value == (k << 8 | c))
             return n.name;
@@ -115,11 +109,9 @@ private slots:
             Qt::KeyboardModifiers held;
             uint16_t flags;
             const char *prefix;
-        } combos[] = {{Qt::NoModifier, 0, ""},
-                      {Qt::ShiftModifier, 0x200, "shift-"},
-                      {Qt::ControlModifier, 0x1000, "ctrl-"},
-                      {Qt::AltModifier, 0x800, "opt-"},
-                      {Qt::MetaModifier, 0x100, "cmd-"}};
+        } combos[] = { { Qt::NoModifier, 0, "" }, { Qt::ShiftModifier, 0x200, "shift-" },
+            { Qt::ControlModifier, 0x1000, "ctrl-" }, { Qt::AltModifier, 0x800, "opt-" },
+            { Qt::MetaModifier, 0x100, "cmd-" } };
         int recorded = 0;
         for (const TableKey &key : tableKeys()) {
             for (auto combo : combos) {
@@ -139,8 +131,8 @@ private slots:
                 }
                 const uint32_t message = (uint32_t)key.code << 8 | ch;
                 QVERIFY2(theKeyEvent.message == message,
-                         qPrintable(what + QString(": message %1, expected %2").arg(theKeyEvent.message, 0, 16)
-                                               .arg(message, 0, 16)));
+                    qPrintable(what
+                        + QString(": message %1, expected %2").arg(theKeyEvent.message, 0, 16).arg(message, 0, 16)));
                 QVERIFY2(theKeyEvent.modifiers == combo.flags, qPrintable(what));
                 QString shown = QString(combo.prefix) + keyName(ch, key.code);
                 QVERIFY2(h.text(12) == shown, qPrintable(what + ": shows " + h.text(12) + ", expected " + shown));
@@ -214,10 +206,8 @@ private slots:
             uint16_t kind;
             const char *name;
             int box;
-        } media[] = {{Qt::Key_VolumeUp, 1, "Volume Up", 42},
-                     {Qt::Key_VolumeDown, 2, "Volume Down", 43},
-                     {Qt::Key_VolumeMute, 3, "Volume Mute", 44},
-                     {Qt::Key_Eject, 4, "Eject", 45}};
+        } media[] = { { Qt::Key_VolumeUp, 1, "Volume Up", 42 }, { Qt::Key_VolumeDown, 2, "Volume Down", 43 },
+            { Qt::Key_VolumeMute, 3, "Volume Mute", 44 }, { Qt::Key_Eject, 4, "Eject", 45 } };
         for (auto m : media) {
             h.click(19);
             QTest::sendKeyEvent(QTest::Click, h.item(19), m.key, QString(), Qt::NoModifier);

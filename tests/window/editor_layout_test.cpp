@@ -50,9 +50,9 @@ class EditorLayoutTest : public QObject {
                 continue;
             QRect r(w->mapTo(dialog, QPoint(0, 0)), w->size());
             QVERIFY2(w->width() > 0 && w->height() > 0,
-                     qPrintable(QString("%1: item %2 has a size").arg(where).arg(DLGitemNumber(w))));
+                qPrintable(QString("%1: item %2 has a size").arg(where).arg(DLGitemNumber(w))));
             QVERIFY2(dialog->rect().contains(r),
-                     qPrintable(QString("%1: item %2 inside the dialog").arg(where).arg(DLGitemNumber(w))));
+                qPrintable(QString("%1: item %2 inside the dialog").arg(where).arg(DLGitemNumber(w))));
         }
     }
 
@@ -63,7 +63,7 @@ private slots:
     void fixedTopHasItsItemsAndTheDisableBoxStaysHidden()
     {
         QVERIFY(h.open(theGlobalAppl, h.action(theGlobalAppl, "Menu")));
-        expectItems({1, 2, 5, 6, 8, 9}, "fixed top");
+        expectItems({ 1, 2, 5, 6, 8, 9 }, "fixed top");
         QVERIFY(!h.shown(8));
         QVERIFY(qobject_cast<QDialog *>(EDITdialog()));
         QVERIFY(!static_cast<QDialog *>(EDITdialog())->isModal());
@@ -73,9 +73,9 @@ private slots:
     void keystrokePageHasItsItems()
     {
         QVERIFY(h.open(theGlobalAppl, h.action(theGlobalAppl, "Play")));
-        expectItems({12, 13, 14, 15, 16, 17, 18, 19, 20, 21, 22, 23, 24, 25, 26, 27, 28, 29, 30, 31, 32, 33, 34, 35,
-                     36, 37, 38, 39, 40, 41, 42, 43, 44, 45},
-                    "keystroke");
+        expectItems({ 12, 13, 14, 15, 16, 17, 18, 19, 20, 21, 22, 23, 24, 25, 26, 27, 28, 29, 30, 31, 32, 33, 34, 35,
+                        36, 37, 38, 39, 40, 41, 42, 43, 44, 45 },
+            "keystroke");
         expectInside("keystroke");
         shoot("keystroke");
         h.click(39);
@@ -87,9 +87,9 @@ private slots:
     void mousePageHasItsItems()
     {
         QVERIFY(h.open(theGlobalAppl, h.action(theGlobalAppl, "Stop")));
-        expectItems({11, 12, 13, 14, 15, 16, 17, 18, 19, 20, 21, 22, 23, 24, 25, 26, 27, 28, 29, 30, 33, 34, 35, 36,
-                     39, 40, 42, 43, 44, 45, 46},
-                    "mouse");
+        expectItems({ 11, 12, 13, 14, 15, 16, 17, 18, 19, 20, 21, 22, 23, 24, 25, 26, 27, 28, 29, 30, 33, 34, 35, 36,
+                        39, 40, 42, 43, 44, 45, 46 },
+            "mouse");
         h.click(25);
         expectInside("mouse");
         shoot("mouse");
@@ -99,15 +99,15 @@ private slots:
     {
         ApplicationRecord *vlc = h.appl("vlc");
         QVERIFY(h.open(vlc, h.action(vlc, "Play")));
-        expectItems({12, 13, 33, 14, 15, 16, 17, 18, 19, 20, 21, 22, 23, 24, 25, 26, 27, 28, 29, 30, 31, 32, 34},
-                    "script");
+        expectItems(
+            { 12, 13, 33, 14, 15, 16, 17, 18, 19, 20, 21, 22, 23, 24, 25, 26, 27, 28, 29, 30, 31, 32, 34 }, "script");
         expectInside("script");
         shoot("script");
         h.choose(9, kPageLaunch);
-        expectItems({12, 13, 14}, "launch");
+        expectItems({ 12, 13, 14 }, "launch");
         shoot("launch");
         h.choose(9, kPageTextString);
-        expectItems({11}, "text");
+        expectItems({ 11 }, "text");
         expectInside("text");
         shoot("text");
     }
@@ -116,20 +116,20 @@ private slots:
     {
         ApplicationRecord *volume = h.appl("volume");
         QVERIFY(h.open(volume, h.action(volume, "Play")));
-        expectItems({12, 13, 14, 15, 17, 20, 22}, "volume set");
+        expectItems({ 12, 13, 14, 15, 17, 20, 22 }, "volume set");
         expectInside("volume set");
         shoot("volume-set");
         h.click(13);
-        expectItems({17, 20, 22, 23, 24, 25, 26, 27, 28, 29, 30, 31, 32, 33, 34, 35, 36, 37, 38, 39, 40, 41, 42},
-                    "volume change");
+        expectItems({ 17, 20, 22, 23, 24, 25, 26, 27, 28, 29, 30, 31, 32, 33, 34, 35, 36, 37, 38, 39, 40, 41, 42 },
+            "volume change");
         h.click(37);
         expectInside("volume change");
         shoot("volume-change");
         h.click(14);
-        expectItems({17, 18, 19}, "volume mute");
+        expectItems({ 17, 18, 19 }, "volume mute");
         shoot("volume-mute");
         h.click(15);
-        expectItems({17, 24, 25, 26, 28}, "volume fade");
+        expectItems({ 17, 24, 25, 26, 28 }, "volume fade");
         expectInside("volume fade");
         shoot("volume-fade");
     }

@@ -33,10 +33,10 @@ class EditorRepeatTest : public QObject {
     // Every item of a page's custom group (base item b: the delay field) shown or hidden.
     void expectGroup(int b, bool shown, bool mouse = false)
     {
-        std::vector<int> items = {b, b + 2, b + 4, b + 6, b - 1, b + 9, b + 10, b + 11, b + 12, b + 1, b + 3, b + 5,
-                                  b + 7};
+        std::vector<int> items
+            = { b, b + 2, b + 4, b + 6, b - 1, b + 9, b + 10, b + 11, b + 12, b + 1, b + 3, b + 5, b + 7 };
         if (mouse)
-            items.insert(items.end(), {44, 45, 46});
+            items.insert(items.end(), { 44, 45, 46 });
         for (int n : items)
             QVERIFY2(h.shown(n) == shown, qPrintable(QString("item %1 %2").arg(n).arg(shown ? "shown" : "hidden")));
     }
@@ -96,7 +96,7 @@ private slots:
     {
         open("*GLOBAL*", "Stop");
         QVERIFY(h.checked(34));
-        for (int n : {26, 28, 30, 32})
+        for (int n : { 26, 28, 30, 32 })
             QCOMPARE(h.text(n), QString(""));
     }
 
@@ -130,14 +130,14 @@ private slots:
         h.click(15);
         QCOMPARE(theAppleEventEvent.delay, 0);
         QCOMPARE(theAppleEventEvent.rate1, 0);
-        for (int radio : {15, 16, 17, 18, 28})
+        for (int radio : { 15, 16, 17, 18, 28 })
             QVERIFY(!h.checked(radio));
         h.click(kEditCancel);
         open("other", "Stop");
         h.click(24);
         QCOMPARE(theSysVolumeEvent.rate1, 0);
         QCOMPARE(theSysVolumeEvent.delay, 0);
-        for (int radio : {24, 25, 26, 27, 37})
+        for (int radio : { 24, 25, 26, 27, 37 })
             QVERIFY(!h.checked(radio));
         h.click(kEditCancel);
         open("mouse", "Stop");
@@ -223,7 +223,7 @@ private slots:
     {
         open("mouse", "Menu");
         h.choose(kEditActionType, kPageMouse);
-        for (int radio : {33, 34, 35, 36, 39, 40, 42, 43})
+        for (int radio : { 33, 34, 35, 36, 39, 40, 42, 43 })
             QVERIFY(!h.checked(radio));
         h.click(kEditOK);
         QVERIFY(editDlog);

@@ -173,7 +173,7 @@ private slots:
         h.choose(kEditActionType, kPageSysVolume);
         QCOMPARE(sysVolSubType, 0);
         QVERIFY(!h.item(17));
-        for (int radio : {12, 13, 14, 15})
+        for (int radio : { 12, 13, 14, 15 })
             QVERIFY(!h.checked(radio));
         h.click(kEditOK);
         QVERIFY(!editDlog);

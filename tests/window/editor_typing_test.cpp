@@ -41,8 +41,8 @@ class EditorTypingTest : public QObject {
             if (c.unicode() < 128)
                 QTest::keyClick(h.field(item), c.toLatin1());
             else // a letter beyond ASCII, as the keyboard sends it
-                QTest::sendKeyEvent(QTest::Click, h.field(item), Qt::Key(c.toUpper().unicode()), QString(c),
-                                    Qt::NoModifier);
+                QTest::sendKeyEvent(
+                    QTest::Click, h.field(item), Qt::Key(c.toUpper().unicode()), QString(c), Qt::NoModifier);
             QString want = allowed.contains(c) ? QString(c) : QString();
             QVERIFY2(h.text(item) == want, qPrintable(QString("item %1 character '%2'").arg(item).arg(c)));
         }
@@ -90,7 +90,7 @@ private slots:
         h.focus(14);
         expectSet(14, "0123456789abcdefABCDEFgxG -", "0123456789abcdefABCDEF");
         expectLimit(14, 4, 'f');
-        checkDecimalFields({26, 28, 30, 32});
+        checkDecimalFields({ 26, 28, 30, 32 });
     }
 
     void launchAndScriptPathsTakeNamesUpTo255Characters()
@@ -104,20 +104,20 @@ private slots:
         QVERIFY(h.open(vlc, h.action(vlc, "Stop")));
         h.focus(12);
         expectLimit(12, 255, 's');
-        checkDecimalFields({20, 22, 24, 26});
+        checkDecimalFields({ 20, 22, 24, 26 });
     }
 
     void mouseRepeatFieldsTakeFourDigits()
     {
         QVERIFY(h.open(theGlobalAppl, h.action(theGlobalAppl, "Stop")));
-        checkDecimalFields({17, 19, 21, 23});
+        checkDecimalFields({ 17, 19, 21, 23 });
     }
 
     void volumeChangeRepeatFieldsTakeDigitsAndReadOutsTakeNothing()
     {
         ApplicationRecord *volume = h.appl("volume");
         QVERIFY(h.open(volume, h.action(volume, "Play")));
-        checkDecimalFields({29, 31, 33, 35});
+        checkDecimalFields({ 29, 31, 33, 35 });
         QString shown = h.text(22);
         h.field(22)->setFocus();
         QTest::keyClicks(h.field(22), "5");
