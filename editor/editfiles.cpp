@@ -122,9 +122,9 @@ char *myGetPathFromSelection(const char *const *selection, int count)
 {
     if (count != 1 || !selection || !selection[0] || !selection[0][0])
         return nullptr;
-    FSSpec spec;
-    snprintf(spec.path, sizeof spec.path, "%s", selection[0]);
-    return VQXFILESgetPathFromSpec(&spec);
+    FSSpec fileSpec;
+    snprintf(fileSpec.path, sizeof fileSpec.path, "%s", selection[0]);
+    return VQXFILESgetPathFromSpec(&fileSpec);
 }
 
 char *mySelectFile(
@@ -193,13 +193,13 @@ static int pathMakeRef(const char *path)
     return (errno == ENOENT || errno == ENOTDIR) ? -43 : -errno;
 }
 
-// The file specification of an existing path (its absolute form).
-static int makeSpec(const char *path, FSSpec *spec)
+// The file reference of an existing path: its absolute form.
+static int makeSpec(const char *path, FSSpec *result)
 {
     char resolved[PATH_MAX];
     if (!realpath(path, resolved))
         return (errno == ENOENT || errno == ENOTDIR) ? -43 : -errno;
-    snprintf(spec->path, sizeof spec->path, "%s", resolved);
+    snprintf(result->path, sizeof result->path, "%s", resolved);
     return 0;
 }
 
@@ -231,15 +231,15 @@ int doTestScript(void)
 
 int doTestLaunch(void)
 {
-    FSSpec spec;
+    FSSpec fileSpec;
     int err = pathMakeRef(theLaunchEvent.path);
     if (err == 0)
-        err = makeSpec(theLaunchEvent.path, &spec);
+        err = makeSpec(theLaunchEvent.path, &fileSpec);
     if (err != 0) {
         errormsg(getstring(129, 32), err);
         return err;
     }
-    err = SendFinderAELaunchApp(&spec);
+    err = SendFinderAELaunchApp(&fileSpec);
     if (err != 0)
         errormsg("SendFinderAELaunchApp returned %d", err);
     return err;
