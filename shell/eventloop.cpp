@@ -235,6 +235,10 @@ void VQXEVTinstallQuitHandler(void)
         for (int sig : {SIGTERM, SIGINT, SIGHUP})
             sigaction(sig, &action, nullptr);
     }
+    static bool sessionConnected = false;
+    if (sessionConnected)
+        return;
+    sessionConnected = true;
     QObject::connect(qApp, &QGuiApplication::commitDataRequest, qApp, [](QSessionManager &manager) {
         if (!manager.allowsInteraction())
             return;

@@ -1,0 +1,269 @@
+// Start-up, the event loop and shutdown: the order of the failing start-ups, quit requests,
+// window moves, Ctrl chords, plain keys and the idle chain.
+#include <QLineEdit>
+#include <QListView>
+#include <QMainWindow>
+#include <QResource>
+#include <csignal>
+
+#include "editor/editdialog.h"
+#include "mainwindow/eventlog.h"
+#include "mapperlink/mapperapi.h"
+#include "mapping/config.h"
+#include "support/mainwin_window.h"
+
+namespace {
+int changeCalls;       // the fake log viewer's changeEW calls
+int selectedAtChange;  // currentItemIdx when the viewer was last told of new lines
+void *fakeCreate(int, EWTextProc, void *)
+{
+    static int window;
+    return &window;
+}
+void fakeChange(void *, int, int)
+{
+    changeCalls++;
+    selectedAtChange = currentItemIdx;
+}
+void fakeClose(void *)
+{
+}
+} // namespace
+
+class MainWindowStartupTest : public QObject {
+    Q_OBJECT
+    TempConfigHome *home = nullptr;
+    RecordingPresenter presenter;
+
+private slots:
+    // The two start-ups that end early run in child processes, before this process has started
+    // anything that a child could not inherit.
+    void startingWithoutPreferencesFolderAlertsThreeTimesAndExitsWithZero()
+    {
+        TempConfigHome bare; // no preferences folder at all
+        std::string log = bare.home() + "/alerts.txt";
+        int status = runInChild(
+            [&] {
+                MWTESTreset();
+                WINTESTinit();
+                static FilePresenter recorder(log);
+                PRESset(&recorder);
+                // The child has no threads but its own: end it with the status exit() was given,
+                // before the exit handlers wait for the parent's bus thread.
+                on_exit([](int code, void *) { _exit(code); }, nullptr);
+                VQXMAINstartUp();
+                return 99; // not reached: the start-up ends the process
+            },
+            false);
+        QCOMPARE(status, 0);
+        QStringList lines = QString::fromStdString(readFile(log)).split('\n', Qt::SkipEmptyParts);
+        QCOMPARE(lines.size(), 3);
+        QCOMPARE(lines[0], QString("129 The Orvenda VQX Map Editor is missing the necessary configuration files.  "
+                                   "Please re-install."));
+        QVERIFY(lines[1].startsWith("129 "));
+        QVERIFY(!lines[1].contains("Configuration files corrupted"));
+        QCOMPARE(lines[2], QString("129 Configuration files corrupted and/or missing; reinstall required"));
+    }
+
+    void mainReturnsMinusOneWithoutShutdownStepsWhenTheMainWindowCannotBeMade()
+    {
+        TempConfigHome files;
+        int status = runInChild(
+            [&] {
+                MWTESTreset();
+                WINTESTinit();
+                files.install(false);
+                MWTESTwriteFiles(files.prefsFolder());
+                static RecordingPresenter quiet;
+                PRESset(&quiet);
+                QString rcc = QString::fromStdString(appDir() + "/" + VQX_RESOURCE_FILE_NAME);
+                while (QResource::unregisterResource(rcc)) {
+                }
+                if (RESexists("DLOG", 130, ".ui"))
+                    return 77;
+                return VQXMAINrun() & 0xFF;
+            },
+            false);
+        QCOMPARE(status, 255);
+        // closePrefs never ran: the new preferences were not written.
+        QVERIFY(!fileExists(files.prefsFolder() + "/Manager Prefs"));
+    }
+
+    void init()
+    {
+        home = new TempConfigHome;
+        PRESset(&presenter);
+        presenter.clear();
+        presenter.nextAnswers.clear();
+        QCOMPARE(MWTESTstart(*home, false), 0);
+    }
+
+    void cleanup()
+    {
+        MWTESTreset();
+        PRESset(nullptr);
+        delete home;
+        home = nullptr;
+    }
+
+    void normalRunReturnsZeroAndWritesThePreferences()
+    {
+        MWTESTreset();
+        WINTESTinit();
+        QTimer::singleShot(300, [] { doMenuEvent(((long)kMenuFile << 16) | kItemQuit); });
+        QCOMPARE(VQXMAINrun(), 0);
+        QVERIFY(fileExists(home->prefsFolder() + "/Manager Prefs"));
+        QVERIFY(!MAINwindow());
+    }
+
+    void startUpShowsTheMainWindowInFrontWithTheMappingAndRemote()
+    {
+        QVERIFY(MAINwindow() && MAINwindow()->isVisible());
+        QCOMPARE(managerInFront, 1);
+        QCOMPARE(stMapFileNameHdl->text(), QString("Test.map"));
+        QCOMPARE(stRemoteNameHdl->text(), QString("Test.REM"));
+        QVERIFY(MAINwindow()->menuBar());
+    }
+
+    void quitRequestWhileTheEditorIsOpenIsRefusedAndCancelKeepsRunning()
+    {
+        QWidget editor;
+        editDlog = &editor;
+        setFileChanged(1);
+        QCOMPARE(myQuitHandler(), 0);
+        QCOMPARE(done, 0);
+        QCOMPARE((int)presenter.shown.size(), 1);
+        QCOMPARE(presenter.shown[0].id, 129);
+        QCOMPARE(QString::fromStdString(presenter.shown[0].text), QString(getstring(129, 20)));
+
+        editDlog = nullptr;
+        presenter.clear();
+        presenter.nextAnswers = {2}; // Cancel
+        QCOMPARE(myQuitHandler(), 0);
+        QCOMPARE(done, 0);
+        presenter.nextAnswers = {2};
+        doMenuEvent(((long)kMenuFile << 16) | kItemQuit);
+        QCOMPARE(done, 0);
+        QCOMPARE((int)presenter.shown.size(), 2);
+        QCOMPARE(presenter.shown[0].id, 134);
+        QCOMPARE(presenter.shown[0].text, std::string("Test.map"));
+        QCOMPARE(presenter.shown[1].id, presenter.shown[0].id);
+        QCOMPARE(presenter.shown[1].text, presenter.shown[0].text);
+
+        presenter.nextAnswers = {3}; // don't save
+        myQuitHandler();
+        QCOMPARE(done, 1);
+    }
+
+    void terminationSignalAsksTheSameQuestionThroughTheEventLoop()
+    {
+        setFileChanged(1);
+        presenter.nextAnswers = {2};
+        raise(SIGTERM);
+        QTRY_COMPARE((int)presenter.shown.size(), 1);
+        QCOMPARE(presenter.shown[0].id, 134);
+        QCOMPARE(done, 0);
+        presenter.nextAnswers = {3};
+        raise(SIGHUP);
+        QTRY_COMPARE(done, 1);
+    }
+
+    void closeBoxOfTheMainWindowQuitsOnlyWhenTheQuestionSaysSo()
+    {
+        VQXEVTinstallRouting();
+        setFileChanged(1);
+        presenter.nextAnswers = {2};
+        QVERIFY(!MAINwindow()->close());
+        QCOMPARE(done, 0);
+        QVERIFY(MAINwindow()->isVisible());
+        presenter.nextAnswers = {3};
+        QVERIFY(MAINwindow()->close());
+        QCOMPARE(done, 1);
+    }
+
+    void movingOtherWindowsLeavesThePreferencesAndMovingTheMainWindowRecordsIt()
+    {
+        VQXEVTinstallRouting();
+        QWidget other; // stands for the event log window or any other window
+        other.resize(200, 100);
+        other.show();
+        QCoreApplication::processEvents();
+        prefsChanged = 0;
+        other.move(300, 320);
+        QCoreApplication::processEvents();
+        QCOMPARE(prefsChanged, 0);
+
+        QPoint at = MAINwindow()->geometry().topLeft() + QPoint(40, 30);
+        MAINwindow()->setGeometry(QRect(at, MAINwindow()->size()));
+        QTRY_COMPARE(prefsChanged, 1);
+        QCOMPARE((int)theConfigPrefs.mainLeft, at.x());
+        QCOMPARE((int)theConfigPrefs.mainTop, at.y());
+    }
+
+    void ctrlChordGoesToTheMenusNeverToTheFocusedField()
+    {
+        VQXEVTinstallRouting();
+        QWidget other;
+        auto *field = new QLineEdit("hello", &other);
+        other.show();
+        field->setFocus();
+        field->deselect();
+        QTest::keyClick(field, Qt::Key_A, Qt::ControlModifier); // no menu has it: swallowed
+        QCOMPARE(field->selectedText(), QString());
+        QTest::keyClick(field, Qt::Key_X);
+        QVERIFY(field->text().contains('x')); // a plain key reaches the field
+        QCOMPARE(done, 0);
+        QTest::keyClick(field, Qt::Key_Q, Qt::ControlModifier); // Quit, nothing to save
+        QCOMPARE(done, 1);
+    }
+
+    void plainKeyGoesToTheMainWindowHandler()
+    {
+        VQXEVTinstallRouting();
+        QCOMPARE(currentItemIdx, -1);
+        int before = popupAppleHdl->currentIndex();
+        popupAppleHdl->setFocus();
+        QTest::keyClick(popupAppleHdl, Qt::Key_Down);
+        QCOMPARE(currentItemIdx, 0);
+        QCOMPARE(popupAppleHdl->currentIndex(), before);
+    }
+
+    void idleChainRunsAboutSixTimesASecond()
+    {
+        VQXEVTinstallRouting();
+        VQXIDLEpassCount = 0;
+        QTest::qWait(1000);
+        QVERIFY2(VQXIDLEpassCount >= 4 && VQXIDLEpassCount <= 8, qPrintable(QString::number(VQXIDLEpassCount)));
+    }
+
+    void idleChainFollowsTheRemoteBeforeHandingLinesToTheLog()
+    {
+        static const EWWviewerOps ops = {fakeCreate, fakeChange, fakeClose, nullptr};
+        EWWsetViewer(&ops);
+        EWWINFO *log = EWWcreate(10, 80);
+        QVERIFY(log);
+        changeCalls = 0;
+        EWWprintf(log, "a line");
+        int stop = MWTESTrowOf("Stop");
+        QVERIFY(stop >= 0);
+        managerInFront = 1;
+        char service[] = "button", message[] = "DWN Stop";
+        myCallback(service, message, 0);
+        VQXIDLEpass();
+        QCOMPARE(changeCalls, 1);
+        QCOMPARE(selectedAtChange, stop);
+        EWWunCreate(log);
+        EWWsetViewer(nullptr);
+    }
+
+    void modifierKeysAtStartAreRecordedAsMaskedValues()
+    {
+        // Nothing is held while the tests run.
+        QCOMPARE(CmmdKeyOnEntry, 0u);
+        QCOMPARE(OptKeyOnEntry, 0u);
+        QCOMPARE(ShiftKeyOnEntry, 0u);
+    }
+};
+
+QTEST_MAIN(MainWindowStartupTest)
+#include "mainwin_startup_test.moc"
