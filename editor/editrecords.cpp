@@ -3,16 +3,16 @@
 
 #include <cstring>
 
-void *editDlog;                     // the open edit dialog, or null
-KeyEvent theKeyEvent;               // keystroke page's copy
-MouseEvent theKeyEventMouse;        // mouse page's copy
+void *editDlog; // the open edit dialog, or null
+KeyEvent theKeyEvent; // keystroke page's copy
+MouseEvent theKeyEventMouse; // mouse page's copy
 AppleEventEvent theAppleEventEvent; // script page's copy
-LaunchEvent theLaunchEvent;         // launch page's copy
-SysVolumeEvent theSysVolumeEvent;   // system volume page's copy
+LaunchEvent theLaunchEvent; // launch page's copy
+SysVolumeEvent theSysVolumeEvent; // system volume page's copy
 TextStringEvent theTextStringEvent; // text string page's copy
-int32_t keyEventChanged;            // OK writes back only when set
-int32_t chgEtFieldEdit;             // a character was typed into the focused field
-int32_t displayCustomTextEdit;      // custom repeat fields shown
+int32_t keyEventChanged; // OK writes back only when set
+int32_t chgEtFieldEdit; // a character was typed into the focused field
+int32_t displayCustomTextEdit; // custom repeat fields shown
 
 void EDITRECclearWorkingRecords(void)
 {

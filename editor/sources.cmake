@@ -1,6 +1,13 @@
-# Action editor (the windows of the edit dialog); its editing copies need no windows.
+# Action editor: its editing copies need no windows; the dialog and its pages are windows.
 list(APPEND VQX_CORE_SOURCES
   editor/editrecords.cpp)
-# The editor's entry points as the main window calls them (to be replaced by the editor's windows).
 list(APPEND VQX_WINDOW_SOURCES
-  editor/editdialog_hooks.cpp)
+  editor/editdialog.cpp
+  editor/editevents.cpp
+  editor/edititems.cpp
+  editor/editrepeat.cpp
+  editor/editkeystroke.cpp
+  editor/editmouse.cpp
+  editor/editfiles.cpp
+  editor/editsysvol.cpp
+  editor/edittext.cpp)

@@ -1,6 +1,7 @@
 # The thin layer that stands in for the toolbox: presenter, resource file, and (in the window
 # library) dialogs built from the resource file's layouts.
 list(APPEND VQX_CORE_SOURCES
+  platform/keys.cpp
   platform/presenter.cpp
   platform/resfile.cpp)
 list(APPEND VQX_WINDOW_SOURCES
