@@ -16,6 +16,7 @@
 #include <cstdio>
 #include <fstream>
 
+#include "editor/editdialog.h"
 #include "editor/editrecords.h"
 #include "mainwindow/buttonlist.h"
 #include "mainwindow/commands.h"
@@ -38,6 +39,7 @@
 // Every module of the editor back to its state before start-up; no main window.
 inline void MWTESTreset()
 {
+    EDITreset();
     closeMain();
     QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
     MAINreset();

@@ -235,14 +235,23 @@ private slots:
         QCOMPARE(fileChg, 1);
     }
 
+    // A file the user could choose: made in the test's folder, since the chooser only returns
+    // files that exist.
+    std::string choosable(const char *name)
+    {
+        std::string path = home->home() + "/" + name;
+        writeFile(path, "[Desktop Entry]\nType=Application\nExec=true\n");
+        return path;
+    }
+
     void newApplicationNamedLikeAnExistingOneIsRefusedAndThePopupGoesBack()
     {
-        presenter.nextFiles = {"/usr/share/applications/vlc.desktop"};
+        presenter.nextFiles = {choosable("vlc.desktop")};
         popupAppleHdl->setCurrentIndex(kPopupNewAppl - 1);
         doItemHit(kItemApplPopup);
         QCOMPARE(popupAppleHdl->currentIndex() + 1, currentApplIdx);
         QCOMPARE(presenter.shown.back().text, std::string("There is already an application named \"vlc\"."));
-        presenter.nextFiles = {"/Applications/quiet.app"};
+        presenter.nextFiles = {choosable("quiet.app")};
         doNewApplication();
         QCOMPARE(presenter.shown.back().text, std::string("There is already an application named \"quiet\"."));
         QCOMPARE(fileChg, 0);
@@ -251,7 +260,7 @@ private slots:
     void newApplicationIsAddedSelectedAndCopiesTheCurrentOne()
     {
         int before = numApplications;
-        presenter.nextFiles = {"/usr/bin/mpv"};
+        presenter.nextFiles = {choosable("mpv")};
         doNewApplication();
         QCOMPARE(numApplications, before + 1);
         QCOMPARE(QString(currentAppl->name), QString("mpv"));

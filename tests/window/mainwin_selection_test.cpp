@@ -87,8 +87,12 @@ private slots:
         QTest::mouseDClick(buttonList->viewport(), Qt::LeftButton, {}, rowCenter(play));
         QCOMPARE(currentItemIdx, play);
         QCOMPARE(currentButtonAction, theItemDisplay[play].action);
-        QVERIFY(btUseGlobalActionHdl->isEnabled());
-        QVERIFY(btEditHdl->isEnabled());
+        QVERIFY(editDlog != nullptr); // the editor opened on it
+        // While the editor is open the row buttons stay off.
+        QVERIFY(!btUseGlobalActionHdl->isEnabled());
+        QVERIFY(!btEditHdl->isEnabled());
+        closeEditDialog();
+        QVERIFY(editDlog == nullptr);
     }
 
     void withTheEditorOpenAClickFirstAsksAboutPendingChanges()
