@@ -15,6 +15,9 @@
 
 #include "platform/dialogs.h"
 
+#include <cstdio>
+#include <cstdlib>
+
 // Loads a dialog and wires its numbered buttons; null when the layout is missing.
 static QDialog *loadDialog(const char *type, int id)
 {
@@ -45,8 +48,18 @@ static int runDialog(QDialog *dialog)
     return result;
 }
 
+// With VQX_TRACE_ALERTS set, every alert and question is written to standard error as it is
+// shown, for the whole-program tests.
+static void traceShown(int id, const std::string &text)
+{
+    static const bool wanted = getenv("VQX_TRACE_ALERTS") != nullptr;
+    if (wanted)
+        fprintf(stderr, "shown %d: %s\n", id, text.c_str());
+}
+
 int QtPresenter::alert(int alertId, const std::string &param0)
 {
+    traceShown(alertId, param0);
     QDialog *dialog = loadDialog("ALRT", alertId);
     if (!dialog) {
         QMessageBox::warning(QApplication::activeWindow(), "Orvenda VQX Map Editor", DLGtext(param0));
@@ -61,6 +74,7 @@ int QtPresenter::alert(int alertId, const std::string &param0)
 
 int QtPresenter::promptForName(const std::string &prompt, std::string &name, int maxLen)
 {
+    traceShown(131, prompt);
     QDialog *dialog = loadDialog("DLOG", 131);
     if (!dialog)
         return 0;
@@ -92,6 +106,7 @@ int QtPresenter::promptForName(const std::string &prompt, std::string &name, int
 
 int QtPresenter::question(int dialogId, const std::string &text, int *checkbox)
 {
+    traceShown(dialogId, text);
     QDialog *dialog = loadDialog("DLOG", dialogId);
     if (!dialog)
         return QMessageBox::question(QApplication::activeWindow(), "Orvenda VQX Map Editor", DLGtext(text)) ==

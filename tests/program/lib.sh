@@ -34,7 +34,7 @@ fail() {
 
 # Starts the editor in the background with its output in $WORK/editor.log.
 vqx_start_editor() {
-  VQX_TRACE_SELECTION=1 "$APPDIR/vqx-map-editor" > "$WORK/editor.log" 2>&1 &
+  VQX_TRACE_SELECTION=1 VQX_TRACE_ALERTS=1 "$APPDIR/vqx-map-editor" > "$WORK/editor.log" 2>&1 &
   EDITOR_PID=$!
 }
 
