@@ -41,7 +41,6 @@ void myCallback(char *service, char *message, int32_t context)
     }
     if (strncmp(message, "UPP", 3) == 0)
         currentButton = nullptr;
-    pressHook = nullptr;
 }
 
 void MAPPERAPIsetPressHook(void (*hook)(void))

@@ -53,7 +53,7 @@ vqx_wait_window() {
 vqx_wait_line() {
   local i
   for i in $(seq 1 100); do
-    grep -q -E -- "$2" "$1" 2> /dev/null && return 0
+    grep -a -q -E -- "$2" "$1" 2> /dev/null && return 0
     sleep 0.1
   done
   return 1

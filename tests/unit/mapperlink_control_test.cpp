@@ -254,3 +254,26 @@ TEST(MapperControl, HooksDoNothingAndBackgroundInitReturnsZero)
     EXPECT_EQ(out, "");
     EXPECT_STREQ(VQXAPIgetButtonState(), "Play");
 }
+
+namespace {
+int pressesSeen; // calls of the press hook
+void countPress()
+{
+    pressesSeen++;
+}
+} // namespace
+
+TEST(MapperControl, PressHookIsToldOfEveryPressAndOnlyOfPresses)
+{
+    pressesSeen = 0;
+    MAPPERAPIsetPressHook(countPress);
+    char service[] = "button";
+    char down[] = "DWN Play", up[] = "UPP", down2[] = "DWN Stop";
+    myCallback(service, down, 0);
+    myCallback(service, up, 0);
+    myCallback(service, down2, 0);
+    EXPECT_EQ(pressesSeen, 2);
+    MAPPERAPIsetPressHook(nullptr);
+    myCallback(service, down, 0);
+    EXPECT_EQ(pressesSeen, 2);
+}
