@@ -11,7 +11,9 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QMessageBox>
+#include <QPointer>
 #include <QPushButton>
+#include <QTimer>
 
 #include "platform/dialogs.h"
 
@@ -34,6 +36,9 @@ static QDialog *loadDialog(const char *type, int id)
         int item = DLGitemNumber(button);
         if (item > 0)
             QObject::connect(button, &QPushButton::clicked, dialog, [dialog, item] { dialog->done(item); });
+        // The keyboard starts on the default button, so Tab and Shift+Tab always move from there.
+        if (button->isDefault())
+            button->setFocus();
     }
     return dialog;
 }
@@ -41,7 +46,14 @@ static QDialog *loadDialog(const char *type, int id)
 // Runs the dialog; a rejection (Escape, close button) becomes item 2 when there is one, else 1.
 static int runDialog(QDialog *dialog)
 {
+    QPointer<QWidget> previous = QApplication::activeWindow();
     int result = dialog->exec();
+    // Give the keyboard back to the window that had it, also where no window manager does so.
+    if (previous)
+        QTimer::singleShot(0, previous, [previous] {
+            if (previous && !QApplication::activeModalWidget())
+                previous->activateWindow();
+        });
     if (result == QDialog::Rejected)
         result = DLGitem(dialog, 2) && qobject_cast<QAbstractButton *>(DLGitem(dialog, 2)) ? 2 : 1;
     delete dialog;
@@ -88,6 +100,7 @@ int QtPresenter::promptForName(const std::string &prompt, std::string &name, int
         promptLabel->setText(DLGtext(prompt));
     field->setText(DLGtext(name));
     field->selectAll();
+    field->setFocus(); // the name is typed at once
     // Whatever is typed, the field never holds more than maxLen bytes.
     QObject::connect(field, &QLineEdit::textEdited, field, [field, maxLen](const QString &text) {
         if (maxLen < 0 || (int)DLGbytes(text).size() <= maxLen)

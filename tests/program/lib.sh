@@ -105,7 +105,8 @@ vqx_keys() {
   local window="$1"
   shift
   xdotool windowfocus --sync "$window" 2> /dev/null || xdotool windowfocus "$window"
-  xdotool key --window "$window" --delay 60 "$@"
+  sleep 0.2 # let the program take the focus before the keys arrive
+  xdotool key --delay 60 "$@"
 }
 
 # Sends window $1 the key chord $2 that ends the window: when the window goes while the chord is

@@ -46,8 +46,7 @@ sleep 0.3
 kill -TERM "$EDITOR_PID"
 question=$(vqx_wait_window "^Save Changes") || fail "SIGTERM with unsaved changes did not ask to save"
 vqx_wait_line "$WORK/editor.log" "^shown 134: OrvendaVQXM1.map$" || fail "the save question does not name the mapping"
-xdotool windowfocus --sync "$question" 2> /dev/null || true
-xdotool key Escape
+vqx_keys "$question" Escape
 sleep 0.5
 kill -0 "$EDITOR_PID" 2> /dev/null || fail "Cancel in the save question ended the program"
 
@@ -55,8 +54,7 @@ kill -0 "$EDITOR_PID" 2> /dev/null || fail "Cancel in the save question ended th
 saved=$(cat "$map")
 vqx_keys "$win" ctrl+q
 question=$(vqx_wait_window "^Save Changes") || fail "Quit with unsaved changes did not ask to save"
-xdotool windowfocus --sync "$question" 2> /dev/null || true
-xdotool key shift+Tab shift+Tab space # from Save, the default button, back to Don't Save
+vqx_keys "$question" shift+Tab shift+Tab space # from Save, the default button, back to Don't Save
 for i in $(seq 1 50); do kill -0 "$EDITOR_PID" 2> /dev/null || break; sleep 0.1; done
 kill -0 "$EDITOR_PID" 2> /dev/null && fail "Don't Save did not end the program"
 status=0
