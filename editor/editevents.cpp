@@ -202,10 +202,16 @@ void doEditDialogEditCommand(int command)
     }
 }
 
-// The object belongs to the edit dialog (its window, a widget in it, or a popup of one of them).
+// The object belongs to the edit dialog: its window or a widget in that window. A window of its
+// own opened over the editor (a file chooser, an alert, a popup list) keeps its keys and clicks,
+// although the editor is its parent.
 static bool belongsToDialog(QObject *target)
 {
     QWidget *dialog = EDITdialog();
+    if (!dialog || !target)
+        return false;
+    if (target->isWidgetType())
+        return static_cast<QWidget *>(target)->window() == dialog;
     for (QObject *o = target; o; o = o->parent())
         if (o == dialog)
             return true;

@@ -145,6 +145,15 @@ static void traceSelection(int row)
             (long long)now.tv_sec * 1000000 + now.tv_nsec / 1000);
 }
 
+// With VQX_TRACE_ROWS set, the text of each selected row (its columns TAB-separated, as the list
+// draws them) is written to standard error, for the whole-program tests.
+static void traceRowText(int row)
+{
+    static const bool wanted = getenv("VQX_TRACE_ROWS") != nullptr;
+    if (wanted)
+        fprintf(stderr, "row %d shows %s\n", row, LISTgetCell(row));
+}
+
 void keySelectButton(int row, int open)
 {
     turnOffSelection();
@@ -157,6 +166,7 @@ void keySelectButton(int row, int open)
         currentButtonIdx = row;
     currentItemIdx = row;
     traceSelection(row);
+    traceRowText(row);
     if ((open || editDlog) && theItemDisplay) {
         const ItemDisplay &d = theItemDisplay[row];
         bool own = d.action && d.action->override == 1 && d.appl && !d.appl->disabled;

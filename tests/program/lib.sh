@@ -6,7 +6,7 @@
 vqx_enter_session() {
   if [ -z "${VQX_IN_SESSION:-}" ]; then
     export VQX_IN_SESSION=1
-    exec dbus-run-session -- xvfb-run -a -s "-screen 0 1280x1024x24" bash "$0" "$@"
+    exec dbus-run-session -- xvfb-run -a -s "-screen 0 1280x1024x24 -noreset" bash "$0" "$@"
   fi
 }
 
@@ -29,12 +29,14 @@ vqx_cleanup() {
 fail() {
   echo "FAIL: $*"
   [ -f "$WORK/editor.log" ] && { echo "--- editor output"; tail -n 40 "$WORK/editor.log"; }
+  # What the screen showed, for a look at the kept work folder.
+  [ -n "${VQX_KEEP_WORK:-}" ] && import -window root "$WORK/failure.png" 2> /dev/null || true
   exit 1
 }
 
 # Starts the editor in the background with its output in $WORK/editor.log.
 vqx_start_editor() {
-  VQX_TRACE_SELECTION=1 VQX_TRACE_ALERTS=1 "$APPDIR/vqx-map-editor" > "$WORK/editor.log" 2>&1 &
+  VQX_TRACE_SELECTION=1 VQX_TRACE_ROWS=1 VQX_TRACE_ALERTS=1 "$APPDIR/vqx-map-editor" > "$WORK/editor.log" 2>&1 &
   EDITOR_PID=$!
 }
 
@@ -44,6 +46,32 @@ vqx_wait_window() {
   for i in $(seq 1 100); do
     id=$(xdotool search --onlyvisible --name "$1" 2> /dev/null | head -n 1 || true)
     [ -n "$id" ] && { echo "$id"; return 0; }
+    sleep 0.1
+  done
+  return 1
+}
+
+# Waits until no visible window's title matches $1 (three looks in a row: a search may miss a
+# window while others come and go).
+vqx_wait_no_window() {
+  local i misses=0
+  for i in $(seq 1 100); do
+    if [ -z "$(xdotool search --onlyvisible --name "$1" 2> /dev/null || true)" ]; then
+      misses=$((misses + 1))
+      [ "$misses" -ge 3 ] && return 0
+    else
+      misses=0
+    fi
+    sleep 0.1
+  done
+  return 1
+}
+
+# Waits until the file $1 exists.
+vqx_wait_file() {
+  local i
+  for i in $(seq 1 100); do
+    [ -e "$1" ] && return 0
     sleep 0.1
   done
   return 1
@@ -79,6 +107,22 @@ vqx_keys() {
   xdotool windowfocus --sync "$window" 2> /dev/null || xdotool windowfocus "$window"
   sleep 0.2 # let the program take the focus before the keys arrive
   xdotool key --delay 60 "$@"
+}
+
+# Sends window $1 the key chord $2 that ends the window: when the window goes while the chord is
+# still down xdotool stops with an error, so the keys are let go here, or the server's key repeat
+# would go on pressing them.
+vqx_key_closing() {
+  local key
+  xdotool windowfocus --sync "$1" 2> /dev/null || true
+  xdotool key --window "$1" "$2" 2> /dev/null || true
+  for key in $(echo "$2" | tr '+' ' '); do xdotool keyup "$key" 2> /dev/null || true; done
+}
+
+# Gives the keyboard focus to window $1 and types the text $2, character by character.
+vqx_type() {
+  xdotool windowfocus --sync "$1" 2> /dev/null || xdotool windowfocus "$1"
+  xdotool type --window "$1" --delay 30 -- "$2"
 }
 
 vqx_screenshot() { # window file

@@ -184,6 +184,28 @@ private slots:
         QCOMPARE(h.field(26)->cursorPosition(), 2);
         QCOMPARE(chgEtFieldEdit, 1);
     }
+
+    // A file chooser opened from the editor is a window of its own whose parent is the editor: its
+    // name field takes any path, Escape closes the chooser only, and the arrow keys stay its own.
+    void aDialogOpenedOverTheEditorKeepsItsKeys()
+    {
+        ApplicationRecord *vlc = h.appl("vlc");
+        QVERIFY(h.open(vlc, h.action(vlc, "Stop"))); // the script page
+        QDialog chooser(EDITdialog());
+        chooser.setWindowModality(Qt::ApplicationModal);
+        auto *name = new QLineEdit(&chooser);
+        chooser.show();
+        QVERIFY(QTest::qWaitForWindowActive(&chooser));
+        name->setFocus(Qt::OtherFocusReason);
+        QTest::keyClicks(name, "/tmp/x\\y.lua");
+        QCOMPARE(name->text(), QString("/tmp/x\\y.lua"));
+        QCOMPARE(chgEtFieldEdit, 0);
+        QTest::keyClick(name, Qt::Key_Home);
+        QCOMPARE(name->cursorPosition(), 0);
+        QTest::keyClick(name, Qt::Key_Escape);
+        QVERIFY(editDlog != nullptr);
+        QVERIFY(!chooser.isVisible());
+    }
 };
 
 QTEST_MAIN(EditorTypingTest)

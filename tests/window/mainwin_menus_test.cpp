@@ -346,6 +346,32 @@ private slots:
         QCOMPARE(presenter.shown[0].text, std::string(dateString));
     }
 
+    // An access key that two items share only moves the focus between them: Alt and the letter
+    // must reach one menu title or one control of the window.
+    void accessKeysOfTheMenuTitlesAndTheWindowsControlsDoNotClash()
+    {
+        QMap<QKeySequence, QString> owners;
+        auto take = [&owners](const QString &text) {
+            QKeySequence key = QKeySequence::mnemonic(text);
+            if (key.isEmpty())
+                return;
+            QVERIFY2(!owners.contains(key), qPrintable(QString("%1 and %2 share %3")
+                                                           .arg(owners.value(key), text, key.toString())));
+            owners.insert(key, text);
+        };
+        const QList<QAction *> titles = MAINwindow()->menuBar()->actions();
+        for (QAction *title : titles)
+            take(title->text());
+        const QList<QAbstractButton *> buttons = MAINwindow()->findChildren<QAbstractButton *>();
+        for (QAbstractButton *button : buttons)
+            take(button->text());
+        const QList<QLabel *> labels = MAINwindow()->findChildren<QLabel *>();
+        for (QLabel *label : labels)
+            if (label->buddy())
+                take(label->text());
+        QVERIFY(owners.size() >= 8);
+    }
+
     void closeWithTheMainWindowInFrontIsTheQuitQuestion()
     {
         MAINwindow()->activateWindow();
