@@ -7,7 +7,9 @@
 #include <filesystem>
 #include <fstream>
 #include <sstream>
+#include <csignal>
 #include <pwd.h>
+#include <random>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -202,4 +204,36 @@ int runInChild(const std::function<int()> &fn, bool unprivileged)
 void openToEveryone(const std::string &folder)
 {
     chmod(folder.c_str(), 0777);
+}
+
+int killWhileSaving(int rounds, unsigned seed, const std::string &folder, const std::function<bool()> &save,
+                    const std::function<void(int round)> &check)
+{
+    std::mt19937 random(seed);
+    int completed = 0;
+    for (int round = 0; round < rounds; round++) {
+        int progress[2];
+        if (pipe(progress) != 0)
+            return -1;
+        pid_t child = fork();
+        if (child == 0) {
+            close(progress[0]);
+            for (;;)
+                if (save() && write(progress[1], "s", 1) != 1)
+                    _exit(1);
+        }
+        close(progress[1]);
+        char done;
+        for (int wait = (int)(random() % 3); wait > 0 && read(progress[0], &done, 1) == 1; wait--)
+            completed++;
+        usleep(random() % 4000);
+        kill(child, SIGKILL);
+        waitpid(child, nullptr, 0);
+        close(progress[0]);
+        check(round);
+        for (const auto &entry : std::filesystem::directory_iterator(folder))
+            if (entry.path().filename().string()[0] == '.')
+                std::filesystem::remove(entry.path());
+    }
+    return completed;
 }

@@ -64,6 +64,12 @@ std::string appDir();
 // With unprivileged set and this process running as root, the child first becomes the user
 // "nobody", so that file permissions hold for it as they do for an ordinary user.
 int runInChild(const std::function<int()> &fn, bool unprivileged);
+// Saves again and again in a child process (save returns true for a completed save) and kills it
+// at a random moment, rounds times: each time after zero to two completed saves, so that the kills
+// fall on saves in progress. After each kill, check(round) looks at what was left, and temporary
+// files (names starting with ".") left in folder are removed. Returns the saves completed.
+int killWhileSaving(int rounds, unsigned seed, const std::string &folder, const std::function<bool()> &save,
+                    const std::function<void(int round)> &check);
 // Makes a folder reachable by every user (for children that run unprivileged).
 void openToEveryone(const std::string &folder);
 

@@ -2,12 +2,8 @@
 // working file then reads without a single alert and holds either the old or the new mapping.
 #include <gtest/gtest.h>
 
-#include <csignal>
 #include <filesystem>
-#include <random>
 #include <string>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include "mapping/config.h"
 #include "mapping/mapfile.h"
@@ -43,34 +39,13 @@ TEST(MappingCrashSafety, KilledSavesLeaveAReadableOldOrNewMapping)
     ASSERT_NE(oldContent, newContent);
     ASSERT_GT(oldContent.size(), 8000u);
 
-    std::mt19937 random(4242);
-    int completed = 0;
-    for (int round = 0; round < 200; round++) {
-        int progress[2];
-        ASSERT_EQ(pipe(progress), 0);
-        pid_t child = fork();
-        if (child == 0) {
-            close(progress[0]);
-            for (;;) {
-                theActionByApplList[2].disabled ^= 1;
-                if (writeMapFile(mapFileName) == 0 && write(progress[1], "s", 1) != 1)
-                    _exit(1);
-            }
-        }
-        close(progress[1]);
-        char done;
-        for (int wait = (int)(random() % 3); wait > 0 && read(progress[0], &done, 1) == 1; wait--)
-            completed++;
-        usleep(random() % 3000);
-        kill(child, SIGKILL);
-        waitpid(child, nullptr, 0);
-        close(progress[0]);
+    int completed = killWhileSaving(200, 4242, config.prefsFolder(), [] {
+        theActionByApplList[2].disabled ^= 1;
+        return writeMapFile(mapFileName) == 0;
+    }, [&](int round) {
         std::string now = readFile(path);
-        ASSERT_TRUE(now == oldContent || now == newContent) << "round " << round << ": " << now.size() << " bytes";
-        ASSERT_TRUE(readQuietly(scope)) << "round " << round;
-        for (const auto &entry : std::filesystem::directory_iterator(config.prefsFolder()))
-            if (entry.path().filename().string()[0] == '.')
-                std::filesystem::remove(entry.path());
-    }
+        EXPECT_TRUE(now == oldContent || now == newContent) << "round " << round << ": " << now.size() << " bytes";
+        EXPECT_TRUE(readQuietly(scope)) << "round " << round;
+    });
     EXPECT_GE(completed, 100);
 }

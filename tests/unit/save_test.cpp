@@ -116,36 +116,15 @@ TEST_F(SaveTest, KilledSavesLeaveOldOrNewContentNeverAMix)
 {
     const std::string a = bigContent('a', 256 * 1024), b = bigContent('b', 256 * 1024);
     writeFile(prefs + "/a.map", a);
-    std::mt19937 random(12345);
-    int completed = 0, interrupted = 0;
-    for (int round = 0; round < 200; round++) {
-        int progress[2];
-        ASSERT_EQ(pipe(progress), 0);
-        pid_t child = fork();
-        if (child == 0) {
-            close(progress[0]);
-            for (int i = 0;; i++)
-                if (save("a.map", (i % 2) ? a : b) == 0 && write(progress[1], "s", 1) != 1)
-                    _exit(1);
-        }
-        close(progress[1]);
-        // Let the child finish zero to two saves, then kill it at a random moment of the next.
-        char done;
-        for (int wait = (int)(random() % 3); wait > 0 && read(progress[0], &done, 1) == 1; wait--)
-            completed++;
-        usleep(random() % 4000);
-        kill(child, SIGKILL);
-        waitpid(child, nullptr, 0);
-        close(progress[0]);
+    int interrupted = 0;
+    int completed = killWhileSaving(200, 12345, prefs, [&] {
+        static int i = 0;
+        return save("a.map", (i++ % 2) ? a : b) == 0;
+    }, [&](int round) {
         std::string now = readFile(prefs + "/a.map");
-        ASSERT_TRUE(now == a || now == b) << "round " << round << ": " << now.size() << " bytes";
-        // A killed save may leave its temporary file; the next save must not be disturbed by it.
-        for (const auto &entry : std::filesystem::directory_iterator(prefs))
-            if (entry.path().filename().string()[0] == '.') {
-                interrupted++;
-                std::filesystem::remove(entry.path());
-            }
-    }
+        EXPECT_TRUE(now == a || now == b) << "round " << round << ": " << now.size() << " bytes";
+        interrupted += temporaryFiles() > 0;
+    });
     // The kills really fell on saves: some completed, some were cut short.
     EXPECT_GE(completed, 100);
     EXPECT_GE(interrupted, 10);
