@@ -223,8 +223,8 @@ int killWhileSaving(int rounds, unsigned seed, const std::string &folder, const 
                     _exit(1);
         }
         close(progress[1]);
-        char done;
-        for (int wait = (int)(random() % 3); wait > 0 && read(progress[0], &done, 1) == 1; wait--)
+        char token;
+        for (int wait = (int)(random() % 3); wait > 0 && read(progress[0], &token, 1) == 1; wait--)
             completed++;
         usleep(random() % 4000);
         kill(child, SIGKILL);
