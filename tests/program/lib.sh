@@ -4,6 +4,8 @@
 
 # Re-runs the calling script inside a private session bus and X server, once.
 vqx_enter_session() {
+  # The program shows real windows on the private X server, whatever the test run set for Qt.
+  unset QT_QPA_PLATFORM
   if [ -z "${VQX_IN_SESSION:-}" ]; then
     export VQX_IN_SESSION=1
     exec dbus-run-session -- xvfb-run -a -s "-screen 0 1280x1024x24 -noreset" bash "$0" "$@"
