@@ -355,8 +355,8 @@ private slots:
             QKeySequence key = QKeySequence::mnemonic(text);
             if (key.isEmpty())
                 return;
-            QVERIFY2(!owners.contains(key), qPrintable(QString("%1 and %2 share %3")
-                                                           .arg(owners.value(key), text, key.toString())));
+            QVERIFY2(!owners.contains(key),
+                qPrintable(QString("%1 and %2 share %3").arg(owners.value(key), text, key.toString())));
             owners.insert(key, text);
         };
         const QList<QAction *> titles = MAINwindow()->menuBar()->actions();
