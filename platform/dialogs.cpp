@@ -1,6 +1,7 @@
 // Loading dialog layouts from the resource file and finding their items by number.
 #include "platform/dialogs.h"
 
+#include <QCoreApplication>
 #include <QFile>
 #include <QStringDecoder>
 #include <QUiLoader>
@@ -9,13 +10,27 @@
 
 #include "platform/resfile.h"
 
+// The one loader of layouts. Our layouts use only Qt's own widgets, so the loader is made while
+// the plugin search path is empty: Designer plugins installed on the system (Qt Quick's pulls in
+// QML and the network stack) would otherwise be loaded with it, costing start-up time and memory.
+static QUiLoader &uiLoader()
+{
+    static QUiLoader *loader = nullptr;
+    if (!loader) {
+        const QStringList paths = QCoreApplication::libraryPaths();
+        QCoreApplication::setLibraryPaths(QStringList());
+        loader = new QUiLoader(QCoreApplication::instance());
+        QCoreApplication::setLibraryPaths(paths);
+    }
+    return *loader;
+}
+
 QWidget *DLGload(const char *type, int id, QWidget *parent)
 {
     QFile file(QString::fromStdString(RESpath(type, id, ".ui")));
     if (!file.open(QIODevice::ReadOnly))
         return nullptr;
-    QUiLoader loader;
-    return loader.load(&file, parent);
+    return uiLoader().load(&file, parent);
 }
 
 int DLGitemNumber(const QWidget *widget)

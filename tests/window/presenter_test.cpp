@@ -6,6 +6,8 @@
 #include <QLineEdit>
 #include <QPushButton>
 #include <QtTest>
+#include <fstream>
+#include <string>
 
 #include "platform/dialogs.h"
 #include "platform/qtpresenter.h"
@@ -31,8 +33,8 @@ private slots:
             int id;
             std::vector<int> items;
         };
-        const Expect expected[] = {{"ALRT", 128, {1}},       {"ALRT", 129, {1, 2}},    {"ALRT", 134, {1, 2, 3}},
-                                   {"DLOG", 131, {1, 2, 3, 4}}, {"DLOG", 135, {1, 2, 3}}, {"DLOG", 140, {1, 2, 3, 4}}};
+        const Expect expected[] = { { "ALRT", 128, { 1 } }, { "ALRT", 129, { 1, 2 } }, { "ALRT", 134, { 1, 2, 3 } },
+            { "DLOG", 131, { 1, 2, 3, 4 } }, { "DLOG", 135, { 1, 2, 3 } }, { "DLOG", 140, { 1, 2, 3, 4 } } };
         for (const Expect &e : expected) {
             QWidget *dialog = DLGload(e.type, e.id, nullptr);
             QVERIFY2(dialog, qPrintable(QString("%1 %2").arg(e.type).arg(e.id)));
@@ -41,6 +43,20 @@ private slots:
             delete dialog;
         }
         QVERIFY(!DLGload("DLOG", 9999, nullptr));
+    }
+
+    void loadingLayoutsMapsNoDesignerPluginAndKeepsPluginPaths()
+    {
+        const QStringList before = QCoreApplication::libraryPaths();
+        QWidget *dialog = DLGload("DLOG", 131, nullptr);
+        QVERIFY(dialog);
+        delete dialog;
+        QCOMPARE(QCoreApplication::libraryPaths(), before);
+        std::ifstream maps("/proc/self/maps");
+        QVERIFY(maps.good());
+        std::string line;
+        while (std::getline(maps, line))
+            QVERIFY2(line.find("/designer/") == std::string::npos, line.c_str());
     }
 
     void errorAlertShowsTextAndOkEndsIt()
@@ -56,7 +72,7 @@ private slots:
 
     void saveAlertAnswersEachButtonAndEscapeCancels()
     {
-        for (int button : {1, 2, 3}) {
+        for (int button : { 1, 2, 3 }) {
             WINTESTwhenModal([button](QWidget *dialog) {
                 QVERIFY(qobject_cast<QLabel *>(DLGitem(dialog, 4))->text().contains("Mine.map"));
                 QTest::mouseClick(qobject_cast<QPushButton *>(DLGitem(dialog, button)), Qt::LeftButton);
