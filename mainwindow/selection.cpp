@@ -9,12 +9,15 @@
 #include <QApplication>
 #include <QCheckBox>
 #include <QComboBox>
+#include <QImageReader>
 #include <QKeyEvent>
 #include <QLabel>
 #include <QListView>
 #include <QMainWindow>
 #include <QMouseEvent>
+#include <QPainter>
 #include <QPushButton>
+#include <QStyle>
 #include <cstring>
 
 #include "editor/editdialog.h"
@@ -141,8 +144,8 @@ static void traceSelection(int row)
     const char *name = "";
     if (theItemDisplay && theItemDisplay[row].action)
         name = theItemDisplay[row].action->buttonName;
-    fprintf(stderr, "selected row %d button %s at %lld\n", row, name,
-            (long long)now.tv_sec * 1000000 + now.tv_nsec / 1000);
+    fprintf(
+        stderr, "selected row %d button %s at %lld\n", row, name, (long long)now.tv_sec * 1000000 + now.tv_nsec / 1000);
 }
 
 // With VQX_TRACE_ROWS set, the text of each selected row (its columns TAB-separated, as the list
@@ -236,13 +239,47 @@ void doGetButtonFromAPI(void)
             keySelectButton(row, 0);
 }
 
+namespace {
+// Draws picture 134 in item 1 when the item is painted, rendered once at the item's size and the
+// screen's pixel ratio: the window shows without waiting for the picture to be rendered.
+class BannerPainter : public QObject {
+public:
+    using QObject::QObject;
+    bool eventFilter(QObject *watched, QEvent *event) override
+    {
+        if (event->type() != QEvent::Paint)
+            return false;
+        auto *label = static_cast<QLabel *>(watched);
+        const qreal ratio = label->devicePixelRatioF();
+        if (picture.isNull() || picture.devicePixelRatio() != ratio)
+            render(label->size(), ratio);
+        QPainter p(label);
+        const QSize shown = picture.deviceIndependentSize().toSize();
+        p.drawPixmap(QStyle::alignedRect(label->layoutDirection(), label->alignment(), shown, label->rect()), picture);
+        return true;
+    }
+
+private:
+    QPixmap picture; // the rendered banner
+
+    void render(QSize room, qreal ratio)
+    {
+        QImageReader reader(":/PICT/134.svg");
+        QSize size = reader.size();
+        if (!size.isValid())
+            return;
+        size.scale(room * ratio, Qt::KeepAspectRatio);
+        reader.setScaledSize(size);
+        picture = QPixmap::fromImage(reader.read());
+        picture.setDevicePixelRatio(ratio);
+    }
+};
+} // namespace
+
 void doUpdate(void)
 {
-    if (usrPictHdl) {
-        QPixmap picture(":/PICT/134.svg");
-        if (!picture.isNull())
-            usrPictHdl->setPixmap(picture.scaled(usrPictRect.size(), Qt::KeepAspectRatio, Qt::SmoothTransformation));
-    }
+    if (usrPictHdl && !usrPictHdl->findChild<BannerPainter *>())
+        usrPictHdl->installEventFilter(new BannerPainter(usrPictHdl));
     drawGlobalIcon();
 }
 
@@ -417,7 +454,7 @@ void disableSummaryMenus(void)
 {
     DisableMenuItem(kMenuFile, 0);
     DisableMenuItem(kMenuOptions, 0);
-    for (int item : {kItemNewAppl, kItemRenameAppl, kItemDeleteAppl, kItemDeleteUnused})
+    for (int item : { kItemNewAppl, kItemRenameAppl, kItemDeleteAppl, kItemDeleteUnused })
         DisableMenuItem(kMenuEdit, item);
     DrawMenuBar();
 }
@@ -435,13 +472,13 @@ void enableSummaryMenus(void)
 void setEditAppNameMenu(void)
 {
     if (viewByButton) {
-        for (int item : {kItemNewAppl, kItemRenameAppl, kItemDeleteAppl})
+        for (int item : { kItemNewAppl, kItemRenameAppl, kItemDeleteAppl })
             DisableMenuItem(kMenuEdit, item);
         return;
     }
     EnableMenuItem(kMenuEdit, kItemNewAppl);
     bool ordinary = numApplications > 0 && currentApplIdx > 2;
-    for (int item : {kItemRenameAppl, kItemDeleteAppl})
+    for (int item : { kItemRenameAppl, kItemDeleteAppl })
         ordinary ? EnableMenuItem(kMenuEdit, item) : DisableMenuItem(kMenuEdit, item);
     POPsetItemEnabled(popupAppleHdl, kPopupDeleteAppl, ordinary);
 }
