@@ -305,11 +305,17 @@ void createMappingMenu(void)
                                      kItemMapFileName, "bad mapping menu handle");
 }
 
-void MENUreset(void)
+void MENUremoveMenuBar(void)
 {
     for (auto &[id, m] : menus)
         delete m.menu;
     menus.clear();
+    remoteMenuHdl = mappingMenuHdl = nullptr;
+}
+
+void MENUreset(void)
+{
+    MENUremoveMenuBar();
     remoteMenuHdl = mappingMenuHdl = nullptr;
     currentRemoteIdx = currentMappingIdx = 0;
     fileChg = 0;

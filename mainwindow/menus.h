@@ -75,6 +75,8 @@ void activateEditMenu(int on);
 void createRemoteMenu(void);
 void createMappingMenu(void);
 
+// Frees every menu, at shutdown; the menu bar is gone until MENUinstallMenuBar runs again.
+void MENUremoveMenuBar(void);
 // Menus removed, changed mark cleared (tests).
 void MENUreset(void);
 

@@ -1,6 +1,7 @@
 // The editor's start-up in its fixed order, the event loop, and shutdown.
 #include "shell/startup.h"
 
+#include <QCoreApplication>
 #include <QMainWindow>
 #include <cstdlib>
 
@@ -84,6 +85,9 @@ void VQXMAINshutDown(void)
     EWWunInit();
     closeMain();
     closePrefs();
+    // The loop has ended: windows closed above are deleted now rather than never, then the menus.
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    MENUremoveMenuBar();
 }
 
 int VQXMAINrun(void)
