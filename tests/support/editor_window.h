@@ -22,10 +22,11 @@
 #include "mapperlink/mapperapi.h"
 #include "mapping/config.h"
 #include "mapping/mapfile.h"
+#include "mapping/tokens.h"
 #include "platform/dialogs.h"
 #include "shell/prefs.h"
 #include "support/mainwin_files.h"
-#include "support/test_support.cpp"
+#include "support/test_support.h"
 #include "support/window_support.h"
 
 // Offers every event of the application to the editor first, as the program's event filter does.

@@ -21,19 +21,20 @@
 #include "mainwindow/buttonlist.h"
 #include "mainwindow/commands.h"
 #include "mainwindow/maindialog.h"
-#include "mainwindow/popups.h"
 #include "mainwindow/menus.h"
+#include "mainwindow/popups.h"
 #include "mainwindow/remotepict.h"
 #include "mainwindow/rows.h"
 #include "mainwindow/selection.h"
 #include "mapping/tokens.h"
 #include "platform/dialogs.h"
 #include "platform/resfile.h"
+#include "shell/diagnostics.h"
 #include "shell/eventloop.h"
 #include "shell/prefs.h"
 #include "shell/startup.h"
 #include "support/mainwin_files.h"
-#include "support/test_support.cpp"
+#include "support/test_support.h"
 #include "support/window_support.h"
 
 // Every module of the editor back to its state before start-up; no main window.
@@ -83,7 +84,10 @@ inline int MWTESTrowOf(const char *title)
 // before it could report otherwise); answers with the defaults of the recording presenter.
 class FilePresenter : public RecordingPresenter {
 public:
-    explicit FilePresenter(std::string path) : path_(std::move(path)) {}
+    explicit FilePresenter(std::string path)
+        : path_(std::move(path))
+    {
+    }
     int alert(int alertId, const std::string &param0) override
     {
         note(alertId, param0);

@@ -10,6 +10,7 @@
 #include "shell/eventloop.h"
 #include "shell/startup.h"
 #include "support/editor_window.h"
+#include "support/mainwin_window.h"
 
 class EditorMainWindowTest : public QObject {
     Q_OBJECT
@@ -34,26 +35,11 @@ class EditorMainWindowTest : public QObject {
         return text;
     }
 
-    void reset()
-    {
-        EDITreset();
-        closeMain();
-        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
-        MAINreset();
-        MENUreset();
-        REMPICTreset();
-        EVTreset();
-        ROWSreset();
-        resetAllModules();
-        memset(&theConfigPrefs, 0, sizeof theConfigPrefs);
-        prefsChanged = 0;
-    }
-
 private slots:
     void init()
     {
         qInstallMessageHandler(EDTESTquietPlatform);
-        reset();
+        MWTESTreset();
         WINTESTinit();
         PRESset(&presenter);
         presenter.shown.clear();
@@ -75,7 +61,7 @@ private slots:
 
     void cleanup()
     {
-        reset();
+        MWTESTreset();
         PRESset(nullptr);
     }
 
