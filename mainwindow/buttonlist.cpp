@@ -24,11 +24,11 @@
 #include "shell/diagnostics.h"
 #include "shell/prefs.h"
 
-QIcon theGlobeIconSuiteHdl;   // "@" rows
+QIcon theGlobeIconSuiteHdl; // "@" rows
 QIcon theDisableIconSuiteHdl; // "#" rows
 QIcon theMissingIconSuiteHdl; // "?" rows
-int16_t gPixelDepth;          // screen depth
-uint8_t gIsColourDevice;      // colour screen
+int16_t gPixelDepth; // screen depth
+uint8_t gIsColourDevice; // colour screen
 
 namespace {
 // The rows' cells as a one-column model.
@@ -72,13 +72,13 @@ public:
         if (index.row() % 2)
             base = option.palette.color(QPalette::AlternateBase);
         painter->fillRect(option.rect, base);
-        DrawCell(painter, option.state & QStyle::State_Selected, option.rect, index.row(), active);
+        tabsLDEF(kListDraw, option.state & QStyle::State_Selected, option.rect, index.row(), painter, active);
         painter->restore();
     }
     QSize sizeHint(const QStyleOptionViewItem &, const QModelIndex &) const override { return QSize(1, rowHeight); }
 };
 
-CellModel *model;       // the model of the current view
+CellModel *model; // the model of the current view
 CellDelegate *delegate; // its delegate
 
 void cellsChanged(int row)
@@ -105,11 +105,30 @@ QListView *LISTcreateView(QWidget *parent)
     view->setFrameStyle(QFrame::StyledPanel | QFrame::Sunken);
     view->setVerticalScrollMode(QAbstractItemView::ScrollPerItem);
     LISTsetViewNotifier(cellsChanged);
-    theGlobeIconSuiteHdl = QIcon(":/cicn/128.svg");
-    theDisableIconSuiteHdl = QIcon(":/cicn/129.svg");
-    theMissingIconSuiteHdl = QIcon(":/cicn/130.svg");
-    doGetDepthAndDevice();
+    tabsLDEF(kListInit, false, QRect(), -1, nullptr, true);
     return view;
+}
+
+void tabsLDEF(int message, bool select, const QRect &cellRect, int row, QPainter *painter, bool active)
+{
+    switch (message) {
+    case kListInit:
+        theGlobeIconSuiteHdl = QIcon(":/cicn/128.svg");
+        theDisableIconSuiteHdl = QIcon(":/cicn/129.svg");
+        theMissingIconSuiteHdl = QIcon(":/cicn/130.svg");
+        doGetDepthAndDevice();
+        break;
+    case kListDraw:
+        if (painter)
+            DrawCell(painter, select, cellRect, row, active);
+        break;
+    case kListHilite:
+        if (painter)
+            HiliteRect(painter, cellRect, active);
+        break;
+    default: // other messages mean nothing to this list
+        break;
+    }
 }
 
 void LISTprepareView(int rowHeight)

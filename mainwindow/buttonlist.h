@@ -13,16 +13,20 @@ class QPainter;
 class QRect;
 class QWidget;
 
-extern QIcon theGlobeIconSuiteHdl;   // icon suite 128
+extern QIcon theGlobeIconSuiteHdl; // icon suite 128
 extern QIcon theDisableIconSuiteHdl; // icon suite 129
 extern QIcon theMissingIconSuiteHdl; // icon suite 130
-extern int16_t gPixelDepth;          // the main screen's depth
-extern uint8_t gIsColourDevice;      // 1 on a colour screen
+extern int16_t gPixelDepth; // the main screen's depth
+extern uint8_t gIsColourDevice; // 1 on a colour screen
 
 int stuffMain(void);
 void stuffButtonList(void);
 void updateCurrentButton(void);
 void drawGlobalIcon(void);
+// The list's definition routine: initialise (load the marker icons, look at the screen), draw a
+// row, or highlight a rectangle; other messages are ignored.
+enum { kListInit = 0, kListDraw = 1, kListHilite = 2 };
+void tabsLDEF(int message, bool select, const QRect &cellRect, int row, QPainter *painter, bool active);
 // Draws one row; `active` selects the active or inactive look.
 void DrawCell(QPainter *painter, bool select, const QRect &cellRect, int row, bool active);
 void HiliteRect(QPainter *painter, const QRect &rect, bool active);

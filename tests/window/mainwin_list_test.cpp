@@ -112,6 +112,42 @@ private slots:
         QCOMPARE(width, 6);
     }
 
+    void listDefinitionInitialisesDrawsHighlightsAndIgnoresOtherMessages()
+    {
+        theGlobeIconSuiteHdl = theDisableIconSuiteHdl = theMissingIconSuiteHdl = QIcon();
+        tabsLDEF(kListInit, false, QRect(), -1, nullptr, true);
+        QVERIFY(!theGlobeIconSuiteHdl.isNull() && !theDisableIconSuiteHdl.isNull() && !theMissingIconSuiteHdl.isNull());
+
+        const QRect cell(0, 0, 400, 20);
+        const QColor blank(1, 2, 3);
+        QImage image(cell.size(), QImage::Format_RGB32);
+        image.fill(blank);
+        {
+            QPainter p(&image);
+            tabsLDEF(7, true, cell, 0, &p, true);
+        }
+        QCOMPARE(image.pixelColor(200, 10), blank); // not a message of the list
+
+        {
+            QPainter p(&image);
+            tabsLDEF(kListHilite, false, cell, 0, &p, true);
+        }
+        const QColor highlight = QApplication::palette().color(QPalette::Active, QPalette::Highlight);
+        QCOMPARE(image.pixelColor(200, 10), highlight);
+
+        image.fill(blank);
+        {
+            QPainter p(&image);
+            p.setFont(buttonList->font());
+            tabsLDEF(kListDraw, false, cell, 0, &p, true);
+        }
+        int drawn = 0;
+        for (int x = 0; x < cell.width(); x++)
+            for (int y = 0; y < cell.height(); y++)
+                drawn += image.pixelColor(x, y) != blank;
+        QVERIFY2(drawn > 20, qPrintable(QString::number(drawn))); // the row's text and column lines
+    }
+
     void titleColumnFitsTheLongestButtonName()
     {
         QFontMetrics fm(buttonList->font());
