@@ -148,6 +148,35 @@ private slots:
         QVERIFY2(drawn > 20, qPrintable(QString::number(drawn))); // the row's text and column lines
     }
 
+    // Pixels clearly darker than the button's face, in the columns [from, to) of the button's inside.
+    static int darkPixels(const QImage &image, int from, int to)
+    {
+        const QColor face = image.pixelColor(image.width() / 2, 3);
+        int dark = 0;
+        for (int x = from; x < to; x++)
+            for (int y = 4; y < image.height() - 4; y++)
+                dark += image.pixelColor(x, y).lightness() + 30 < face.lightness();
+        return dark;
+    }
+
+    void bevelButtonsUseTheSmallFontWithTextFlushRightAndGraphicLeft()
+    {
+        for (int n : { kItemEdit, kItemShowRemotePict, kItemUseGlobal, kItemUseOwnAction }) {
+            auto *button = qobject_cast<QPushButton *>(item(n));
+            QVERIFY(button);
+            QVERIFY2(button->font().pointSizeF() < mainDlog->font().pointSizeF(), qPrintable(QString::number(n)));
+        }
+        // Edit has no graphic: its text sits in the right part, nothing in the left third.
+        const QImage edit = btEditHdl->grab().toImage();
+        const int third = edit.width() / 3;
+        QCOMPARE(darkPixels(edit, 4, third), 0);
+        QVERIFY(darkPixels(edit, 2 * third, edit.width() - 4) > 10);
+        // Use Global Action: the globe at the left edge, the text ending at the right.
+        const QImage global = btUseGlobalActionHdl->grab().toImage();
+        QVERIFY(darkPixels(global, 4, 30) > 0);
+        QVERIFY(darkPixels(global, global.width() - 20, global.width() - 4) > 0);
+    }
+
     void titleColumnFitsTheLongestButtonName()
     {
         QFontMetrics fm(buttonList->font());
