@@ -316,7 +316,6 @@ void MENUremoveMenuBar(void)
 void MENUreset(void)
 {
     MENUremoveMenuBar();
-    remoteMenuHdl = mappingMenuHdl = nullptr;
     currentRemoteIdx = currentMappingIdx = 0;
     fileChg = 0;
 }

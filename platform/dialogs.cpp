@@ -3,6 +3,7 @@
 
 #include <QCoreApplication>
 #include <QFile>
+#include <QPointer>
 #include <QStringDecoder>
 #include <QUiLoader>
 #include <QWidget>
@@ -10,12 +11,13 @@
 
 #include "platform/resfile.h"
 
-// The one loader of layouts. Our layouts use only Qt's own widgets, so the loader is made while
-// the plugin search path is empty: Designer plugins installed on the system (Qt Quick's pulls in
-// QML and the network stack) would otherwise be loaded with it, costing start-up time and memory.
+static QPointer<QUiLoader> loader; // the one loader of layouts, owned by the application
+
+// Our layouts use only Qt's own widgets, so the loader is made while the plugin search path is
+// empty: Designer plugins installed on the system (Qt Quick's pulls in QML and the network stack)
+// would otherwise be loaded with it, costing start-up time and memory.
 static QUiLoader &uiLoader()
 {
-    static QUiLoader *loader = nullptr;
     if (!loader) {
         const QStringList paths = QCoreApplication::libraryPaths();
         QCoreApplication::setLibraryPaths(QStringList());
