@@ -24,11 +24,11 @@
 #include "shell/diagnostics.h"
 #include "shell/prefs.h"
 
-QIcon theGlobeIconSuiteHdl; // "@" rows
+QIcon theGlobeIconSuiteHdl;   // "@" rows
 QIcon theDisableIconSuiteHdl; // "#" rows
 QIcon theMissingIconSuiteHdl; // "?" rows
-int16_t gPixelDepth; // screen depth
-uint8_t gIsColourDevice; // colour screen
+int16_t gPixelDepth;          // screen depth
+uint8_t gIsColourDevice;      // colour screen
 
 namespace {
 // The rows' cells as a one-column model.
@@ -78,7 +78,7 @@ public:
     QSize sizeHint(const QStyleOptionViewItem &, const QModelIndex &) const override { return QSize(1, rowHeight); }
 };
 
-CellModel *model; // the model of the current view
+CellModel *model;       // the model of the current view
 CellDelegate *delegate; // its delegate
 
 void cellsChanged(int row)
@@ -113,10 +113,10 @@ void tabsLDEF(int message, bool select, const QRect &cellRect, int row, QPainter
 {
     switch (message) {
     case kListInit:
-        theGlobeIconSuiteHdl = QIcon(":/cicn/128.svg");
-        theDisableIconSuiteHdl = QIcon(":/cicn/129.svg");
-        theMissingIconSuiteHdl = QIcon(":/cicn/130.svg");
-        doGetDepthAndDevice();
+    theGlobeIconSuiteHdl = QIcon(":/cicn/128.svg");
+    theDisableIconSuiteHdl = QIcon(":/cicn/129.svg");
+    theMissingIconSuiteHdl = QIcon(":/cicn/130.svg");
+    doGetDepthAndDevice();
         break;
     case kListDraw:
         if (painter)

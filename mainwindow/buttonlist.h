@@ -13,11 +13,11 @@ class QPainter;
 class QRect;
 class QWidget;
 
-extern QIcon theGlobeIconSuiteHdl; // icon suite 128
+extern QIcon theGlobeIconSuiteHdl;   // icon suite 128
 extern QIcon theDisableIconSuiteHdl; // icon suite 129
 extern QIcon theMissingIconSuiteHdl; // icon suite 130
-extern int16_t gPixelDepth; // the main screen's depth
-extern uint8_t gIsColourDevice; // 1 on a colour screen
+extern int16_t gPixelDepth;          // the main screen's depth
+extern uint8_t gIsColourDevice;      // 1 on a colour screen
 
 int stuffMain(void);
 void stuffButtonList(void);

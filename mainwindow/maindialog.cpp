@@ -29,39 +29,39 @@
 #include "shell/eventloop.h"
 #include "shell/prefs.h"
 
-QWidget *mainDlog; // the dialog
-QLabel *usrPictHdl; // item 1
-QRect usrPictRect; // its rectangle
-QWidget *applSettingsHdl; // item 3
-QWidget *buttonBoxContainerHdl; // item 4
-QWidget *usrListHdl; // item 9
-QRect usrListRect; // its rectangle
-QCheckBox *ckDisableHdl; // item 11
-QPushButton *btEditHdl; // item 12
-QLabel *stButtonColumnLabelHdl; // item 15
-QRect stButtonColumnLabelRect; // its rectangle
-QCheckBox *ckShowDetailsHdl; // item 17
-QComboBox *popupAppleHdl; // item 18
-QComboBox *applMenuHdl; // item 18's menu
-QLabel *stMapFileNameHdl; // item 19
-QLabel *stRemoteNameHdl; // item 20
-QPushButton *btShowRemotePictHdl; // item 21
-QRect userIconRect; // item 25's rectangle
-QComboBox *popupViewByHdl; // item 26
+QWidget *mainDlog;                 // the dialog
+QLabel *usrPictHdl;                // item 1
+QRect usrPictRect;                 // its rectangle
+QWidget *applSettingsHdl;          // item 3
+QWidget *buttonBoxContainerHdl;    // item 4
+QWidget *usrListHdl;               // item 9
+QRect usrListRect;                 // its rectangle
+QCheckBox *ckDisableHdl;           // item 11
+QPushButton *btEditHdl;            // item 12
+QLabel *stButtonColumnLabelHdl;    // item 15
+QRect stButtonColumnLabelRect;     // its rectangle
+QCheckBox *ckShowDetailsHdl;       // item 17
+QComboBox *popupAppleHdl;          // item 18
+QComboBox *applMenuHdl;            // item 18's menu
+QLabel *stMapFileNameHdl;          // item 19
+QLabel *stRemoteNameHdl;           // item 20
+QPushButton *btShowRemotePictHdl;  // item 21
+QRect userIconRect;                // item 25's rectangle
+QComboBox *popupViewByHdl;         // item 26
 QPushButton *btUseGlobalActionHdl; // item 27
 QPushButton *btUseAppSpecificActionHdl; // item 28
-MacRect mainDlogLimitRect; // grow limits
-QIcon theIconSuiteHdl; // icon suite 140
-QListView *buttonList; // the list
-int16_t theListOffsets[6] = { 4, 0, 149, 207, 265, 0 }; // count, then the column stops
-MacRect buttonListBounds; // the list's data bounds
-MacRect buttonBoxRect; // the list's view rectangle
-int32_t mainWindowRefCon; // 1: list drawn as active
+MacRect mainDlogLimitRect;         // grow limits
+QIcon theIconSuiteHdl;             // icon suite 140
+QListView *buttonList;             // the list
+int16_t theListOffsets[6] = {4, 0, 149, 207, 265, 0}; // count, then the column stops
+MacRect buttonListBounds;          // the list's data bounds
+MacRect buttonBoxRect;             // the list's view rectangle
+int32_t mainWindowRefCon;          // 1: list drawn as active
 
-static QMainWindow *mainWindow; // the window around the dialog
-static QPoint lastKnownPosition; // where the window was last placed or seen
+static QMainWindow *mainWindow;    // the window around the dialog
+static QPoint lastKnownPosition;   // where the window was last placed or seen
 static int designedHeight, designedWidth; // dialog 130 as designed
-static int laidOutHeight, laidOutWidth; // the size the items are laid out for
+static int laidOutHeight, laidOutWidth;   // the size the items are laid out for
 
 namespace {
 // Draws the column header items as the style's header sections.
@@ -209,13 +209,13 @@ void createBevelAlignment(QPushButton *control, int textOffset, int graphicOffse
 
 static void connectItems(void)
 {
-    for (QPushButton *b : { btEditHdl, btShowRemotePictHdl, btUseGlobalActionHdl, btUseAppSpecificActionHdl })
+    for (QPushButton *b : {btEditHdl, btShowRemotePictHdl, btUseGlobalActionHdl, btUseAppSpecificActionHdl})
         if (b)
             QObject::connect(b, &QPushButton::clicked, b, [b] { doItemHit((int16_t)DLGitemNumber(b)); });
-    for (QCheckBox *c : { ckDisableHdl, ckShowDetailsHdl })
+    for (QCheckBox *c : {ckDisableHdl, ckShowDetailsHdl})
         if (c)
             QObject::connect(c, &QCheckBox::clicked, c, [c] { doItemHit((int16_t)DLGitemNumber(c)); });
-    for (QComboBox *p : { popupAppleHdl, popupViewByHdl })
+    for (QComboBox *p : {popupAppleHdl, popupViewByHdl})
         if (p)
             QObject::connect(p, &QComboBox::activated, p, [p] { doItemHit((int16_t)DLGitemNumber(p)); });
 }
@@ -223,7 +223,7 @@ static void connectItems(void)
 static int menuBarHeight(void)
 {
     return mainWindow->menuBar()->isVisible() || !mainWindow->isVisible() ? mainWindow->menuBar()->sizeHint().height()
-                                                                          : 0;
+                                                                           : 0;
 }
 
 // The window sized so that the dialog gets exactly height x width.
@@ -288,11 +288,11 @@ int createMain(void)
         btUseGlobalActionHdl->setIcon(QIcon(":/cicn/128.svg"));
 
     auto *painter = new HeaderPainter(dialog);
-    for (int n : { kItemHeaderMarker, kItemHeaderTitle, kItemHeaderAction, kItemHeaderDetails })
+    for (int n : {kItemHeaderMarker, kItemHeaderTitle, kItemHeaderAction, kItemHeaderDetails})
         if (QWidget *header = item(n))
             header->installEventFilter(painter);
 
-    for (QPushButton *b : { btEditHdl, btUseGlobalActionHdl, btUseAppSpecificActionHdl, btShowRemotePictHdl })
+    for (QPushButton *b : {btEditHdl, btUseGlobalActionHdl, btUseAppSpecificActionHdl, btShowRemotePictHdl})
         if (b)
             b->setEnabled(false);
     applMenuHdl = popupAppleHdl;
@@ -362,7 +362,7 @@ void createListArea(void)
     }
 
     maxNumItems = viewByButton ? numApplications : std::max(numButtonsOnRemote, maxNumButtons);
-    buttonListBounds = MacRect { 0, 0, (int16_t)maxNumItems, 1 };
+    buttonListBounds = MacRect{0, 0, (int16_t)maxNumItems, 1};
 
     int rowHeight = MAINrowHeight();
     int frame = buttonList->frameWidth();
@@ -403,7 +403,7 @@ void doGrowMainDlogDetail(int height, int width)
         sizeWindowFor(height, width);
     if (QWidget *bottom = item(kItemBottomLine))
         bottom->move(bottom->x(), bottom->y() + dh);
-    for (int n : { kItemApplSettings, kItemList })
+    for (int n : {kItemApplSettings, kItemList})
         if (QWidget *w = item(n))
             w->resize(w->width() + dw, w->height() + dh);
 }
@@ -435,10 +435,10 @@ void MAINreset(void)
 {
     closeMain();
     QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
-    const int16_t initial[6] = { 4, 0, 149, 207, 265, 0 };
+    const int16_t initial[6] = {4, 0, 149, 207, 265, 0};
     memcpy(theListOffsets, initial, sizeof theListOffsets);
-    mainDlogLimitRect = MacRect { 0, 0, 0, 0 };
-    buttonListBounds = buttonBoxRect = MacRect { 0, 0, 0, 0 };
+    mainDlogLimitRect = MacRect{0, 0, 0, 0};
+    buttonListBounds = buttonBoxRect = MacRect{0, 0, 0, 0};
     mainWindowRefCon = 0;
     designedHeight = designedWidth = laidOutHeight = laidOutWidth = 0;
 }

@@ -144,8 +144,8 @@ static void traceSelection(int row)
     const char *name = "";
     if (theItemDisplay && theItemDisplay[row].action)
         name = theItemDisplay[row].action->buttonName;
-    fprintf(
-        stderr, "selected row %d button %s at %lld\n", row, name, (long long)now.tv_sec * 1000000 + now.tv_nsec / 1000);
+    fprintf(stderr, "selected row %d button %s at %lld\n", row, name,
+            (long long)now.tv_sec * 1000000 + now.tv_nsec / 1000);
 }
 
 // With VQX_TRACE_ROWS set, the text of each selected row (its columns TAB-separated, as the list

@@ -29,7 +29,7 @@ private slots:
 
     void dialogHasEveryNumberedItem()
     {
-        for (int n : { 1, 2, 3, 4, 5, 6, 8, 9, 11, 12, 14, 15, 17, 18, 19, 20, 21, 23, 24, 25, 26, 27, 28 })
+        for (int n : {1, 2, 3, 4, 5, 6, 8, 9, 11, 12, 14, 15, 17, 18, 19, 20, 21, 23, 24, 25, 26, 27, 28})
             QVERIFY2(item(n), qPrintable(QString::number(n)));
         QCOMPARE(buttonList->parentWidget(), mainDlog);
     }

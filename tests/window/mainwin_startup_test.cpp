@@ -15,8 +15,8 @@
 #include "support/mainwin_window.h"
 
 namespace {
-int changeCalls; // the fake log viewer's changeEW calls
-int selectedAtChange; // currentItemIdx when the viewer was last told of new lines
+int changeCalls;       // the fake log viewer's changeEW calls
+int selectedAtChange;  // currentItemIdx when the viewer was last told of new lines
 void *fakeCreate(int, EWTextProc, void *)
 {
     static int window;
@@ -37,7 +37,7 @@ int runStartUpChild(const QStringList &arguments)
 {
     QProcess child;
     child.setProcessChannelMode(QProcess::ForwardedChannels);
-    child.start(QCoreApplication::applicationFilePath(), QStringList { "--start-up-child" } + arguments);
+    child.start(QCoreApplication::applicationFilePath(), QStringList{"--start-up-child"} + arguments);
     if (!child.waitForFinished(60000)) {
         child.kill();
         child.waitForFinished();
@@ -93,7 +93,7 @@ private slots:
         QCOMPARE(lines.size(), 3);
         QCOMPARE(lines[0],
             QString("129 The Orvenda VQX Map Editor is missing the necessary configuration files.  "
-                    "Please re-install."));
+                                   "Please re-install."));
         QVERIFY(lines[1].startsWith("129 "));
         QVERIFY(!lines[1].contains("Configuration files corrupted"));
         QCOMPARE(lines[2], QString("129 Configuration files corrupted and/or missing; reinstall required"));
@@ -104,7 +104,7 @@ private slots:
         TempConfigHome files;
         files.install(false);
         MWTESTwriteFiles(files.prefsFolder());
-        int status = runStartUpChild({ "no-main-dialog", QString::fromStdString(files.home()) });
+        int status = runStartUpChild({"no-main-dialog", QString::fromStdString(files.home())});
         QCOMPARE(status, 255);
         // closePrefs never ran: the new preferences were not written.
         QVERIFY(!fileExists(files.prefsFolder() + "/Manager Prefs"));
@@ -173,10 +173,10 @@ private slots:
 
         editDlog = nullptr;
         presenter.clear();
-        presenter.nextAnswers = { 2 }; // Cancel
+        presenter.nextAnswers = {2}; // Cancel
         QCOMPARE(myQuitHandler(), 0);
         QCOMPARE(done, 0);
-        presenter.nextAnswers = { 2 };
+        presenter.nextAnswers = {2};
         doMenuEvent(((long)kMenuFile << 16) | kItemQuit);
         QCOMPARE(done, 0);
         QCOMPARE((int)presenter.shown.size(), 2);
@@ -185,7 +185,7 @@ private slots:
         QCOMPARE(presenter.shown[1].id, presenter.shown[0].id);
         QCOMPARE(presenter.shown[1].text, presenter.shown[0].text);
 
-        presenter.nextAnswers = { 3 }; // don't save
+        presenter.nextAnswers = {3}; // don't save
         myQuitHandler();
         QCOMPARE(done, 1);
     }
@@ -193,12 +193,12 @@ private slots:
     void terminationSignalAsksTheSameQuestionThroughTheEventLoop()
     {
         setFileChanged(1);
-        presenter.nextAnswers = { 2 };
+        presenter.nextAnswers = {2};
         raise(SIGTERM);
         QTRY_COMPARE((int)presenter.shown.size(), 1);
         QCOMPARE(presenter.shown[0].id, 134);
         QCOMPARE(done, 0);
-        presenter.nextAnswers = { 3 };
+        presenter.nextAnswers = {3};
         raise(SIGHUP);
         QTRY_COMPARE(done, 1);
     }
@@ -207,11 +207,11 @@ private slots:
     {
         VQXEVTinstallRouting();
         setFileChanged(1);
-        presenter.nextAnswers = { 2 };
+        presenter.nextAnswers = {2};
         QVERIFY(!MAINwindow()->close());
         QCOMPARE(done, 0);
         QVERIFY(MAINwindow()->isVisible());
-        presenter.nextAnswers = { 3 };
+        presenter.nextAnswers = {3};
         QVERIFY(MAINwindow()->close());
         QCOMPARE(done, 1);
     }
@@ -273,7 +273,7 @@ private slots:
 
     void idleChainFollowsTheRemoteBeforeHandingLinesToTheLog()
     {
-        static const EWWviewerOps ops = { fakeCreate, fakeChange, fakeClose, nullptr };
+        static const EWWviewerOps ops = {fakeCreate, fakeChange, fakeClose, nullptr};
         EWWsetViewer(&ops);
         EWWINFO *log = EWWcreate(10, 80);
         QVERIFY(log);

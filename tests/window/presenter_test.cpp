@@ -33,8 +33,8 @@ private slots:
             int id;
             std::vector<int> items;
         };
-        const Expect expected[] = { { "ALRT", 128, { 1 } }, { "ALRT", 129, { 1, 2 } }, { "ALRT", 134, { 1, 2, 3 } },
-            { "DLOG", 131, { 1, 2, 3, 4 } }, { "DLOG", 135, { 1, 2, 3 } }, { "DLOG", 140, { 1, 2, 3, 4 } } };
+        const Expect expected[] = {{"ALRT", 128, {1}},       {"ALRT", 129, {1, 2}},    {"ALRT", 134, {1, 2, 3}},
+                                   {"DLOG", 131, {1, 2, 3, 4}}, {"DLOG", 135, {1, 2, 3}}, {"DLOG", 140, {1, 2, 3, 4}}};
         for (const Expect &e : expected) {
             QWidget *dialog = DLGload(e.type, e.id, nullptr);
             QVERIFY2(dialog, qPrintable(QString("%1 %2").arg(e.type).arg(e.id)));
@@ -72,7 +72,7 @@ private slots:
 
     void saveAlertAnswersEachButtonAndEscapeCancels()
     {
-        for (int button : { 1, 2, 3 }) {
+        for (int button : {1, 2, 3}) {
             WINTESTwhenModal([button](QWidget *dialog) {
                 QVERIFY(qobject_cast<QLabel *>(DLGitem(dialog, 4))->text().contains("Mine.map"));
                 QTest::mouseClick(qobject_cast<QPushButton *>(DLGitem(dialog, button)), Qt::LeftButton);
