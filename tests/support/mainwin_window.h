@@ -21,8 +21,8 @@
 #include "mainwindow/buttonlist.h"
 #include "mainwindow/commands.h"
 #include "mainwindow/maindialog.h"
-#include "mainwindow/menus.h"
 #include "mainwindow/popups.h"
+#include "mainwindow/menus.h"
 #include "mainwindow/remotepict.h"
 #include "mainwindow/rows.h"
 #include "mainwindow/selection.h"
@@ -84,10 +84,7 @@ inline int MWTESTrowOf(const char *title)
 // before it could report otherwise); answers with the defaults of the recording presenter.
 class FilePresenter : public RecordingPresenter {
 public:
-    explicit FilePresenter(std::string path)
-        : path_(std::move(path))
-    {
-    }
+    explicit FilePresenter(std::string path) : path_(std::move(path)) {}
     int alert(int alertId, const std::string &param0) override
     {
         note(alertId, param0);
