@@ -21,6 +21,7 @@
 #include "mainwindow/selection.h"
 #include "mapping/tokens.h"
 #include "platform/dialogs.h"
+#include "platform/icons.h"
 #include "shell/diagnostics.h"
 #include "shell/prefs.h"
 
@@ -113,10 +114,10 @@ void tabsLDEF(int message, bool select, const QRect &cellRect, int row, QPainter
 {
     switch (message) {
     case kListInit:
-    theGlobeIconSuiteHdl = QIcon(":/cicn/128.svg");
-    theDisableIconSuiteHdl = QIcon(":/cicn/129.svg");
-    theMissingIconSuiteHdl = QIcon(":/cicn/130.svg");
-    doGetDepthAndDevice();
+        theGlobeIconSuiteHdl = ICONsvg(":/cicn/128.svg");
+        theDisableIconSuiteHdl = ICONsvg(":/cicn/129.svg");
+        theMissingIconSuiteHdl = ICONsvg(":/cicn/130.svg");
+        doGetDepthAndDevice();
         break;
     case kListDraw:
         if (painter)

@@ -25,6 +25,7 @@
 #include "mainwindow/selection.h"
 #include "mapping/config.h"
 #include "platform/dialogs.h"
+#include "platform/icons.h"
 #include "shell/diagnostics.h"
 #include "shell/eventloop.h"
 #include "shell/prefs.h"
@@ -248,7 +249,7 @@ int createMain(void)
     designedWidth = laidOutWidth = dialog->width();
     mainWindow->setCentralWidget(dialog);
     MENUattach(mainWindow);
-    mainWindow->setWindowIcon(QIcon(":/cicn/140.svg"));
+    ICONsetWindowIconWhenShown(mainWindow, ICONsvg(":/cicn/140.svg"));
 
     BUGprintf("POS %d:%d", theConfigPrefs.mainLeft, theConfigPrefs.mainTop);
     mainDlogLimitRect = LAYOUTgrowLimits(designedHeight, designedWidth);
@@ -281,11 +282,11 @@ int createMain(void)
     createBevelAlignment(btUseGlobalActionHdl, 5, 5);
     btUseAppSpecificActionHdl = typedItem<QPushButton>(kItemUseOwnAction);
     createBevelAlignment(btUseAppSpecificActionHdl, 5, 5);
-    theIconSuiteHdl = QIcon(":/cicn/140.svg");
+    theIconSuiteHdl = ICONsvg(":/cicn/140.svg");
     if (btShowRemotePictHdl)
-        btShowRemotePictHdl->setIcon(QIcon(":/cicn/140.svg"));
+        btShowRemotePictHdl->setIcon(theIconSuiteHdl);
     if (btUseGlobalActionHdl)
-        btUseGlobalActionHdl->setIcon(QIcon(":/cicn/128.svg"));
+        btUseGlobalActionHdl->setIcon(ICONsvg(":/cicn/128.svg"));
 
     auto *painter = new HeaderPainter(dialog);
     for (int n : {kItemHeaderMarker, kItemHeaderTitle, kItemHeaderAction, kItemHeaderDetails})

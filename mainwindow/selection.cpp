@@ -9,7 +9,7 @@
 #include <QApplication>
 #include <QCheckBox>
 #include <QComboBox>
-#include <QImageReader>
+#include <QImage>
 #include <QKeyEvent>
 #include <QLabel>
 #include <QListView>
@@ -18,6 +18,7 @@
 #include <QPainter>
 #include <QPushButton>
 #include <QStyle>
+#include <QSvgRenderer>
 #include <cstring>
 
 #include "editor/editdialog.h"
@@ -264,13 +265,18 @@ private:
 
     void render(QSize room, qreal ratio)
     {
-        QImageReader reader(":/PICT/134.svg");
-        QSize size = reader.size();
-        if (!size.isValid())
+        // Drawn by the SVG renderer itself: no image plugin is looked up at the first paint.
+        QSvgRenderer svg(QStringLiteral(":/PICT/134.svg"));
+        QSize size = svg.defaultSize();
+        if (!svg.isValid() || size.isEmpty())
             return;
         size.scale(room * ratio, Qt::KeepAspectRatio);
-        reader.setScaledSize(size);
-        picture = QPixmap::fromImage(reader.read());
+        QImage image(size, QImage::Format_ARGB32_Premultiplied);
+        image.fill(Qt::transparent);
+        QPainter p(&image);
+        svg.render(&p);
+        p.end();
+        picture = QPixmap::fromImage(image);
         picture.setDevicePixelRatio(ratio);
     }
 };

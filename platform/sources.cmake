@@ -6,6 +6,7 @@ list(APPEND VQX_CORE_SOURCES
   platform/resfile.cpp)
 list(APPEND VQX_WINDOW_SOURCES
   platform/dialogs.cpp
+  platform/icons.cpp
   platform/qtpresenter.cpp)
 # Pictures (.pic): checked and drawn into a plain pixel buffer, without Qt.
 list(APPEND VQX_CORE_SOURCES

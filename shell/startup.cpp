@@ -16,6 +16,7 @@
 #include "mapping/config.h"
 #include "mapping/mapfile.h"
 #include "mapping/reconcile.h"
+#include "platform/icons.h"
 #include "shell/diagnostics.h"
 #include "shell/eventloop.h"
 #include "shell/files.h"
@@ -34,7 +35,9 @@ int VQXMAINstartUp(void)
     if (!VQXFILESprefsFolderExists())
         VQXALERTprintfFATAL(
             "The Orvenda VQX Map Editor is missing the necessary configuration files.  Please re-install.");
-    // Reserving master pointers and registering with the appearance manager: nothing to set up here.
+    // Reserving master pointers needs nothing here; registering with the appearance manager is
+    // installing the application's style.
+    ICONinstallStyle();
     VQXrecordModifierKeys();
     EWWinit(128);
     EWWinstallViewer();

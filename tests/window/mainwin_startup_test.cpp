@@ -6,7 +6,9 @@
 #include <QProcess>
 #include <QResource>
 #include <csignal>
+#include <cstdio>
 #include <cstring>
+#include <fstream>
 
 #include "editor/editdialog.h"
 #include "mainwindow/eventlog.h"
@@ -46,6 +48,21 @@ int runStartUpChild(const QStringList &arguments)
     return child.exitStatus() == QProcess::NormalExit ? child.exitCode() : -2;
 }
 
+// Image and icon plugins mapped into this process, each reported; 0 when none, 96 when the
+// process's map cannot be read.
+static int pluginsLoaded(void)
+{
+    std::ifstream maps("/proc/self/maps");
+    std::string line;
+    int found = 0;
+    while (std::getline(maps, line))
+        if (line.find("/imageformats/") != std::string::npos || line.find("/iconengines/") != std::string::npos) {
+            fprintf(stderr, "loaded at start-up: %s\n", line.c_str());
+            found = 1;
+        }
+    return maps.eof() ? found : 96;
+}
+
 // The start-ups that end the process, each in a process of its own.
 int startUpChild(int argc, char **argv)
 {
@@ -69,6 +86,15 @@ int startUpChild(int argc, char **argv)
         if (RESexists("DLOG", 130, ".ui"))
             return 77;
         return VQXMAINrun() & 0xFF;
+    }
+    if (scenario == "plugins") {
+        static RecordingPresenter quiet;
+        PRESset(&quiet);
+        if (VQXMAINstartUp() != 0 || !MAINwindow() || !MAINwindow()->isVisible())
+            return 97;
+        // Icons and pictures are drawn when painted: building the window loads no image or icon
+        // plugin (each would be looked up, loaded and linked before the window could show).
+        return pluginsLoaded();
     }
     return 98;
 }
@@ -108,6 +134,14 @@ private slots:
         QCOMPARE(status, 255);
         // closePrefs never ran: the new preferences were not written.
         QVERIFY(!fileExists(files.prefsFolder() + "/Manager Prefs"));
+    }
+
+    void buildingTheMainWindowLoadsNoImageOrIconPlugin()
+    {
+        TempConfigHome files;
+        files.install(false);
+        MWTESTwriteFiles(files.prefsFolder());
+        QCOMPARE(runStartUpChild({"plugins", QString::fromStdString(files.home())}), 0);
     }
 
     void init()
