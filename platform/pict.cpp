@@ -185,7 +185,8 @@ static bool planRows(const PixMapHead &pm, bool packedOp, const RowRule &rule, R
     return true;
 }
 
-// PackBits in units of 1 or 2 bytes; true when the input unpacks to exactly outLen bytes.
+// PackBits in units of 1 or 2 bytes; true when the input unpacks to exactly outLen bytes. With no
+// output the row is only checked: finding a picture's layout needs no pixels.
 static bool unpackRow(const uint8_t *in, size_t inLen, uint8_t *out, size_t outLen, size_t unit)
 {
     size_t i = 0, o = 0;
@@ -195,15 +196,20 @@ static bool unpackRow(const uint8_t *in, size_t inLen, uint8_t *out, size_t outL
             size_t n = (flag + 1) * unit;
             if (n > inLen - i || n > outLen - o)
                 return false;
-            memcpy(out + o, in + i, n);
+            if (out)
+                memcpy(out + o, in + i, n);
             i += n;
             o += n;
         } else if (flag > 128) {
             size_t times = 257 - flag;
             if (unit > inLen - i || times * unit > outLen - o)
                 return false;
-            for (size_t t = 0; t < times; t++, o += unit)
-                memcpy(out + o, in + i, unit);
+            if (out && unit == 1)
+                memset(out + o, in[i], times);
+            else if (out)
+                for (size_t t = 0; t < times; t++)
+                    memcpy(out + o + t * unit, in + i, unit);
+            o += times * unit;
             i += unit;
         }
     }
@@ -315,7 +321,8 @@ static bool readRows(Parse &p, const PixMapHead &pm, const RowPlan &plan, const 
             size_t count = plan.twoByteCount ? r.u16() : r.u8();
             const uint8_t *packed = r.take(count);
             size_t unit = plan.form == rowPackedWords ? 2 : 1;
-            bytes = packed && unpackRow(packed, count, row.data(), plan.length, unit) ? row.data() : nullptr;
+            uint8_t *target = line.empty() ? nullptr : row.data();
+            bytes = packed && unpackRow(packed, count, target, plan.length, unit) ? row.data() : nullptr;
         }
         if (!bytes)
             return false;
