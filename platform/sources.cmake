@@ -1,6 +1,7 @@
-# The thin layer that stands in for the toolbox: presenter, resource file, and (in the window
+# The thin layer that stands in for the toolbox: presenter, resource file, font configuration, and (in the window
 # library) dialogs built from the resource file's layouts.
 list(APPEND VQX_CORE_SOURCES
+  platform/fonts.cpp
   platform/keys.cpp
   platform/presenter.cpp
   platform/resfile.cpp)

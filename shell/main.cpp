@@ -1,10 +1,12 @@
-// The editor's main: its own path first, then the application object, the presenter of its
-// dialogs and the resource file beside it; the rest is start-up, the event loop and shutdown.
+// The editor's main: its own path first, then the application object (the font configuration
+// being read meanwhile), the presenter of its dialogs and the resource file beside it; the rest is
+// start-up, the event loop and shutdown.
 #include <QApplication>
 #include <cstdio>
 #include <string>
 #include <unistd.h>
 
+#include "platform/fonts.h"
 #include "platform/qtpresenter.h"
 #include "platform/resfile.h"
 #include "shell/files.h"
@@ -25,6 +27,8 @@ int main(int argc, char **argv)
 {
     static std::string self = programPath(argc > 0 ? argv[0] : nullptr);
     mainArgs0 = self.c_str();
+    // The font configuration is read meanwhile; the window's first text needs it.
+    FONTSprepareInBackground();
     QApplication app(argc, argv);
     QApplication::setApplicationName("Orvenda VQX Map Editor");
     QApplication::setApplicationVersion("2.5.0");
@@ -35,5 +39,6 @@ int main(int argc, char **argv)
     if (RESopenBesideProgram(mainArgs0) != 0)
         fprintf(stderr, "vqx-map-editor: the resource file %s is missing beside the program\n",
                 VQX_RESOURCE_FILE_NAME);
+    FONTSwaitUntilPrepared();
     return VQXMAINrun();
 }
