@@ -73,12 +73,17 @@ TEST_F(FontsTest, WaitingWithoutAStartReturnsAtOnceAndRunsNothing)
     EXPECT_EQ(runs.load(), 0);
 }
 
-TEST_F(FontsTest, ResetRestoresFontconfigsOwnInitialisation)
+TEST_F(FontsTest, ResetRestoresFontconfigsOwnInitialisationAndAllowsANewStart)
 {
-    FONTSreset();
-    EXPECT_NE(FONTSprepareRoutine, &recordingRoutine);
-    EXPECT_NE(FONTSprepareRoutine, nullptr);
+    released = true;
     FONTSprepareInBackground();
     FONTSwaitUntilPrepared();
-    EXPECT_EQ(runs.load(), 0);
+    FONTSreset();
+    // fontconfig's own routine is not run here: its configuration stays allocated until exit.
+    EXPECT_NE(FONTSprepareRoutine, &recordingRoutine);
+    EXPECT_NE(FONTSprepareRoutine, nullptr);
+    FONTSprepareRoutine = recordingRoutine;
+    FONTSprepareInBackground();
+    FONTSwaitUntilPrepared();
+    EXPECT_EQ(runs.load(), 2);
 }
