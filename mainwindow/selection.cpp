@@ -9,7 +9,6 @@
 #include <QApplication>
 #include <QCheckBox>
 #include <QComboBox>
-#include <QImage>
 #include <QKeyEvent>
 #include <QLabel>
 #include <QListView>
@@ -32,6 +31,7 @@
 #include "mainwindow/rows.h"
 #include "mapperlink/mapperapi.h"
 #include "platform/dialogs.h"
+#include "platform/icons.h"
 #include "shell/diagnostics.h"
 #include "shell/eventloop.h"
 #include "shell/prefs.h"
@@ -267,15 +267,9 @@ private:
     {
         // Drawn by the SVG renderer itself: no image plugin is looked up at the first paint.
         QSvgRenderer svg(QStringLiteral(":/PICT/134.svg"));
-        QSize size = svg.defaultSize();
-        if (!svg.isValid() || size.isEmpty())
+        QImage image = ICONfitted(svg, room * ratio);
+        if (image.isNull())
             return;
-        size.scale(room * ratio, Qt::KeepAspectRatio);
-        QImage image(size, QImage::Format_ARGB32_Premultiplied);
-        image.fill(Qt::transparent);
-        QPainter p(&image);
-        svg.render(&p);
-        p.end();
         picture = QPixmap::fromImage(image);
         picture.setDevicePixelRatio(ratio);
     }

@@ -72,11 +72,10 @@ private:
         }
         QImage image(size, QImage::Format_ARGB32_Premultiplied);
         image.fill(Qt::transparent);
-        if (renderer->isValid()) {
-            QSizeF fitted = QSizeF(renderer->defaultSize()).scaled(QSizeF(size), Qt::KeepAspectRatio);
-            QRectF target(QPointF((size.width() - fitted.width()) / 2, (size.height() - fitted.height()) / 2), fitted);
+        QImage fitted = ICONfitted(*renderer, size);
+        if (!fitted.isNull()) {
             QPainter painter(&image);
-            renderer->render(&painter, target);
+            painter.drawImage((size.width() - fitted.width()) / 2, (size.height() - fitted.height()) / 2, fitted);
         }
         return image;
     }
@@ -127,6 +126,19 @@ public:
 private:
     QIcon icon;
 };
+
+QImage ICONfitted(QSvgRenderer &svg, QSize room)
+{
+    QSize size = svg.defaultSize();
+    if (!svg.isValid() || size.isEmpty() || room.isEmpty())
+        return QImage();
+    size.scale(room, Qt::KeepAspectRatio);
+    QImage image(size, QImage::Format_ARGB32_Premultiplied);
+    image.fill(Qt::transparent);
+    QPainter painter(&image);
+    svg.render(&painter);
+    return image;
+}
 
 QIcon ICONsvg(const QString &path)
 {

@@ -4,9 +4,14 @@
 #define VQX_PLATFORM_ICONS_H
 
 #include <QIcon>
+#include <QImage>
 
+class QSvgRenderer;
 class QWidget;
 
+// The renderer's picture drawn as large as fits in `room`, its proportions kept; a null image when
+// the renderer holds no picture.
+QImage ICONfitted(QSvgRenderer &svg, QSize room);
 // An icon of the SVG file `path` (a resource path such as ":/cicn/140.svg"), read at first use.
 QIcon ICONsvg(const QString &path);
 // An icon of SVG text, parsed at first use.

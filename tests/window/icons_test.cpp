@@ -3,6 +3,7 @@
 #include <QMainWindow>
 #include <QMenuBar>
 #include <QProxyStyle>
+#include <QSvgRenderer>
 #include <QToolButton>
 #include <QtTest>
 
@@ -64,6 +65,18 @@ private slots:
         QCOMPARE(qAlpha(image.pixel(20, 20)), 255);
         QCOMPARE(qAlpha(image.pixel(20, 2)), 0);
         QCOMPARE(qAlpha(image.pixel(20, 37)), 0);
+    }
+
+    void fittedPictureKeepsItsProportionsAndNothingGivesANullImage()
+    {
+        QSvgRenderer bar(QByteArray("<svg xmlns='http://www.w3.org/2000/svg' width='40' height='10'>"
+                                    "<rect width='40' height='10' fill='#000'/></svg>"));
+        QImage fitted = ICONfitted(bar, QSize(80, 80));
+        QCOMPARE(fitted.size(), QSize(80, 20));
+        QCOMPARE(qAlpha(fitted.pixel(40, 10)), 255);
+        QSvgRenderer empty;
+        QVERIFY(ICONfitted(empty, QSize(80, 80)).isNull());
+        QVERIFY(ICONfitted(bar, QSize(0, 0)).isNull());
     }
 
     void windowIconIsGivenOnlyAfterTheWindowIsFirstPainted()
