@@ -3,8 +3,17 @@
 #ifndef VQX_PLATFORM_FONTS_H
 #define VQX_PLATFORM_FONTS_H
 
-// What the thread runs: fontconfig's own initialisation unless a test puts another routine here.
+typedef struct _FcConfig FcConfig;
+
+// What the thread runs: reads the configuration and makes it fontconfig's current one, unless a
+// test puts another routine here.
 extern void (*FONTSprepareRoutine)(void);
+
+// The system's font configuration read and its fonts listed, as fontconfig's own initialisation
+// does but for its listing of the snippets that are available and not enabled; null when there is
+// no configuration file or it names no cache folder, cases left to fontconfig's own fallbacks.
+// The caller owns the result (FcConfigDestroy).
+FcConfig *FONTSreadConfiguration(void);
 
 // Starts the reading, once: later calls do nothing.
 void FONTSprepareInBackground(void);

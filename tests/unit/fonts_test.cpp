@@ -1,9 +1,15 @@
 // The font configuration read on a thread of its own: the routine runs once, elsewhere than the
-// caller, and has ended when the wait returns.
+// caller, and has ended when the wait returns; the configuration it reads is fontconfig's own.
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <cstdlib>
+#include <fontconfig/fontconfig.h>
+#include <fstream>
+#include <set>
+#include <string>
 #include <thread>
+#include <unistd.h>
 
 #include "platform/fonts.h"
 
@@ -73,17 +79,145 @@ TEST_F(FontsTest, WaitingWithoutAStartReturnsAtOnceAndRunsNothing)
     EXPECT_EQ(runs.load(), 0);
 }
 
-TEST_F(FontsTest, ResetRestoresFontconfigsOwnInitialisationAndAllowsANewStart)
+TEST_F(FontsTest, ResetRestoresTheDefaultRoutineAndAllowsANewStart)
 {
     released = true;
     FONTSprepareInBackground();
     FONTSwaitUntilPrepared();
     FONTSreset();
-    // fontconfig's own routine is not run here: its configuration stays allocated until exit.
     EXPECT_NE(FONTSprepareRoutine, &recordingRoutine);
     EXPECT_NE(FONTSprepareRoutine, nullptr);
     FONTSprepareRoutine = recordingRoutine;
     FONTSprepareInBackground();
     FONTSwaitUntilPrepared();
     EXPECT_EQ(runs.load(), 2);
+}
+
+namespace {
+
+// The configuration files a configuration read, by whether they were applied or only parsed.
+struct ConfigFiles {
+    std::set<std::string> enabled;
+    std::set<std::string> disabled;
+};
+
+ConfigFiles configFiles(FcConfig *config)
+{
+    ConfigFiles files;
+    FcConfigFileInfoIter iter;
+    FcConfigFileInfoIterInit(config, &iter);
+    do {
+        FcChar8 *name = nullptr, *description = nullptr;
+        FcBool enabled = FcFalse;
+        if (!FcConfigFileInfoIterGet(config, &iter, &name, &description, &enabled))
+            break;
+        (enabled ? files.enabled : files.disabled).insert(reinterpret_cast<char *>(name));
+        FcStrFree(name);
+        FcStrFree(description);
+    } while (FcConfigFileInfoIterNext(config, &iter));
+    return files;
+}
+
+// The file of the font that a configuration picks for a pattern such as "monospace:bold".
+std::string matchedFile(FcConfig *config, const char *request)
+{
+    FcPattern *pattern = FcNameParse(reinterpret_cast<const FcChar8 *>(request));
+    FcConfigSubstitute(config, pattern, FcMatchPattern);
+    FcDefaultSubstitute(pattern);
+    FcResult result = FcResultNoMatch;
+    FcPattern *match = FcFontMatch(config, pattern, &result);
+    std::string file;
+    FcChar8 *path = nullptr;
+    if (match && FcPatternGetString(match, FC_FILE, 0, &path) == FcResultMatch)
+        file = reinterpret_cast<char *>(path);
+    if (match)
+        FcPatternDestroy(match);
+    FcPatternDestroy(pattern);
+    return file;
+}
+
+class FontConfigurationTest : public ::testing::Test {
+protected:
+    void TearDown() override
+    {
+        unsetenv("FONTCONFIG_FILE");
+        FONTSreset();
+        FcFini(); // fontconfig's caches and any current configuration
+    }
+};
+
+} // namespace
+
+TEST_F(FontConfigurationTest, ReadsTheFilesFontconfigAppliesAndNoOther)
+{
+    FcConfig *ours = FONTSreadConfiguration();
+    FcConfig *theirs = FcInitLoadConfigAndFonts();
+    ASSERT_NE(ours, nullptr);
+    ASSERT_NE(theirs, nullptr);
+    ConfigFiles read = configFiles(ours);
+    ConfigFiles own = configFiles(theirs);
+    EXPECT_FALSE(read.enabled.empty());
+    EXPECT_EQ(read.enabled, own.enabled);
+    EXPECT_TRUE(read.disabled.empty()); // the available snippets were not parsed
+    FcConfigDestroy(ours);
+    FcConfigDestroy(theirs);
+}
+
+TEST_F(FontConfigurationTest, PicksTheSameFontsAsFontconfigsOwnReading)
+{
+    FcConfig *ours = FONTSreadConfiguration();
+    FcConfig *theirs = FcInitLoadConfigAndFonts();
+    ASSERT_NE(ours, nullptr);
+    ASSERT_NE(theirs, nullptr);
+    FcFontSet *listed = FcConfigGetFonts(ours, FcSetSystem);
+    FcFontSet *ownList = FcConfigGetFonts(theirs, FcSetSystem);
+    ASSERT_NE(listed, nullptr);
+    ASSERT_NE(ownList, nullptr);
+    EXPECT_GT(listed->nfont, 0);
+    EXPECT_EQ(listed->nfont, ownList->nfont);
+    for (const char *request : {"sans-serif", "serif", "monospace", "Sans:bold", "Serif:italic",
+                                "Helvetica", "Courier New:bold", "system-ui:lang=ja"}) {
+        SCOPED_TRACE(request);
+        std::string file = matchedFile(ours, request);
+        EXPECT_FALSE(file.empty());
+        EXPECT_EQ(file, matchedFile(theirs, request));
+    }
+    FcConfigDestroy(ours);
+    FcConfigDestroy(theirs);
+}
+
+TEST_F(FontConfigurationTest, NothingIsReadWithoutAConfigurationFile)
+{
+    setenv("FONTCONFIG_FILE", "/nonexistent/fonts.conf", 1);
+    EXPECT_EQ(FONTSreadConfiguration(), nullptr);
+}
+
+TEST_F(FontConfigurationTest, NothingIsReadFromAConfigurationNamingNoCacheFolder)
+{
+    char folder[] = "/tmp/vqx-fonts-XXXXXX";
+    ASSERT_NE(mkdtemp(folder), nullptr);
+    std::string file = std::string(folder) + "/fonts.conf";
+    std::ofstream(file) << "<?xml version=\"1.0\"?>\n<fontconfig><dir>/usr/share/fonts</dir></fontconfig>\n";
+    setenv("FONTCONFIG_FILE", file.c_str(), 1);
+    EXPECT_EQ(FONTSreadConfiguration(), nullptr);
+    unlink(file.c_str());
+    rmdir(folder);
+}
+
+TEST_F(FontConfigurationTest, DefaultRoutineMakesTheConfigurationReadHereCurrent)
+{
+    FONTSreset();
+    FONTSprepareRoutine();
+    FcConfig *current = FcConfigReference(nullptr);
+    ASSERT_NE(current, nullptr);
+    FcConfig *theirs = FcInitLoadConfigAndFonts();
+    ASSERT_NE(theirs, nullptr);
+    ConfigFiles files = configFiles(current);
+    ConfigFiles own = configFiles(theirs);
+    // fontconfig's own reading also parses the snippets that are available and not enabled.
+    ASSERT_FALSE(own.disabled.empty()) << "no snippet to tell the two readings apart";
+    EXPECT_EQ(files.enabled, own.enabled);
+    EXPECT_TRUE(files.disabled.empty());
+    FcConfigDestroy(current);
+    FcConfigDestroy(theirs);
 }
