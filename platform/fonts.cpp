@@ -4,6 +4,8 @@
 #include "platform/fonts.h"
 
 #include <fontconfig/fontconfig.h>
+#include <pthread.h>
+#include <sched.h>
 #include <system_error>
 #include <thread>
 
@@ -57,6 +59,8 @@ static void initialiseFontconfig(void)
 struct Preparing {
     std::thread thread;
     bool started = false;
+    bool placed = false; // the thread was kept off the processor its starter was on
+    cpu_set_t allowed;   // the processors the program may use, given back to the thread at the wait
     ~Preparing()
     {
         if (thread.joinable())
@@ -67,6 +71,20 @@ struct Preparing {
 void (*FONTSprepareRoutine)(void) = initialiseFontconfig; // what the thread runs
 static Preparing preparing;                                 // the thread, once started
 
+// The processors the reading may use while the caller goes on: all that the program may use but
+// the caller's own. Sharing one, the reading delayed the caller and the X server's replies to it
+// by about its own length, as the scheduler placed them; apart, the two overlap. False when no
+// other processor is allowed or the system cannot say.
+static bool otherProcessors(cpu_set_t *others)
+{
+    int own = sched_getcpu();
+    if (own < 0 || sched_getaffinity(0, sizeof preparing.allowed, &preparing.allowed) != 0)
+        return false;
+    *others = preparing.allowed;
+    CPU_CLR(own, others);
+    return CPU_COUNT(others) > 0;
+}
+
 void FONTSprepareInBackground(void)
 {
     if (preparing.started || !FONTSprepareRoutine)
@@ -76,18 +94,28 @@ void FONTSprepareInBackground(void)
     try {
         preparing.thread = std::thread(FONTSprepareRoutine);
     } catch (const std::system_error &) {
+        return;
     }
+    cpu_set_t others;
+    if (otherProcessors(&others))
+        preparing.placed =
+            pthread_setaffinity_np(preparing.thread.native_handle(), sizeof others, &others) == 0;
 }
 
 void FONTSwaitUntilPrepared(void)
 {
-    if (preparing.thread.joinable())
-        preparing.thread.join();
+    if (!preparing.thread.joinable())
+        return;
+    // The caller now only waits: the rest of the reading may use its processor too.
+    if (preparing.placed)
+        pthread_setaffinity_np(preparing.thread.native_handle(), sizeof preparing.allowed, &preparing.allowed);
+    preparing.thread.join();
 }
 
 void FONTSreset(void)
 {
     FONTSwaitUntilPrepared();
     preparing.started = false;
+    preparing.placed = false;
     FONTSprepareRoutine = initialiseFontconfig;
 }

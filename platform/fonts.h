@@ -15,9 +15,11 @@ extern void (*FONTSprepareRoutine)(void);
 // The caller owns the result (FcConfigDestroy).
 FcConfig *FONTSreadConfiguration(void);
 
-// Starts the reading, once: later calls do nothing.
+// Starts the reading, once: later calls do nothing. Until the wait, the reading keeps off the
+// processor the caller is on, when the program may use another.
 void FONTSprepareInBackground(void);
-// Waits until the reading has ended; returns at once when none was started.
+// Waits until the reading has ended, letting it use every processor meanwhile; returns at once
+// when none was started.
 void FONTSwaitUntilPrepared(void);
 // Waits for any reading, then forgets it and restores the routine (for tests).
 void FONTSreset(void);

@@ -1,11 +1,13 @@
 // The font configuration read on a thread of its own: the routine runs once, elsewhere than the
-// caller, and has ended when the wait returns; the configuration it reads is fontconfig's own.
+// caller and off the caller's processor until the wait, and has ended when the wait returns; the
+// configuration it reads is fontconfig's own.
 #include <gtest/gtest.h>
 
 #include <atomic>
 #include <cstdlib>
 #include <fontconfig/fontconfig.h>
 #include <fstream>
+#include <sched.h>
 #include <set>
 #include <string>
 #include <thread>
@@ -91,6 +93,57 @@ TEST_F(FontsTest, ResetRestoresTheDefaultRoutineAndAllowsANewStart)
     FONTSprepareInBackground();
     FONTSwaitUntilPrepared();
     EXPECT_EQ(runs.load(), 2);
+}
+
+namespace {
+
+cpu_set_t whileGoingOn;            // the routine's processors while the caller went on
+std::atomic<bool> noted;           // the routine has noted its processors
+std::atomic<bool> givenAll;        // the routine was given every processor before it ended
+
+// Notes its processors once released, then waits (five seconds at most) to be given all that the
+// program may use.
+void placementRoutine(void)
+{
+    while (!released.load())
+        std::this_thread::yield();
+    sched_getaffinity(0, sizeof whileGoingOn, &whileGoingOn);
+    noted = true;
+    cpu_set_t all, now;
+    sched_getaffinity(getpid(), sizeof all, &all);
+    for (int i = 0; i < 5000 && !givenAll.load(); i++) {
+        sched_getaffinity(0, sizeof now, &now);
+        givenAll = CPU_EQUAL(&now, &all);
+        if (!givenAll.load())
+            usleep(1000);
+    }
+    finished = true;
+}
+
+} // namespace
+
+TEST_F(FontsTest, ReadingKeepsOffTheCallersProcessorUntilTheWait)
+{
+    cpu_set_t all;
+    ASSERT_EQ(sched_getaffinity(0, sizeof all, &all), 0);
+    if (CPU_COUNT(&all) < 2)
+        GTEST_SKIP() << "a single processor: there is no other to keep to";
+    CPU_ZERO(&whileGoingOn);
+    noted = false;
+    givenAll = false;
+    FONTSprepareRoutine = placementRoutine;
+    FONTSprepareInBackground();
+    released = true;
+    while (!noted.load())
+        std::this_thread::yield();
+    FONTSwaitUntilPrepared();
+    ASSERT_TRUE(finished.load());
+    // One processor fewer than the program may use, and none it may not.
+    EXPECT_EQ(CPU_COUNT(&whileGoingOn), CPU_COUNT(&all) - 1);
+    cpu_set_t within;
+    CPU_AND(&within, &whileGoingOn, &all);
+    EXPECT_TRUE(CPU_EQUAL(&within, &whileGoingOn));
+    EXPECT_TRUE(givenAll.load());
 }
 
 namespace {
