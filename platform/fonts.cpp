@@ -73,8 +73,9 @@ static Preparing preparing;                                 // the thread, once 
 
 // The processors the reading may use while the caller goes on: all that the program may use but
 // the caller's own. Sharing one, the reading delayed the caller and the X server's replies to it
-// by about its own length, as the scheduler placed them; apart, the two overlap. False when no
-// other processor is allowed or the system cannot say.
+// by about its own length, as the scheduler placed them; apart, the two overlap. Notes in
+// `preparing.allowed` every processor the program may use. False when no other processor is
+// allowed or the system cannot say.
 static bool otherProcessors(cpu_set_t *others)
 {
     int own = sched_getcpu();
