@@ -34,42 +34,20 @@ public:
         last = now;
         ASSERT_NE(step.action, nullptr);
         const MTABaction &a = *step.action;
-        char what[200];
-        switch (step.kind) {
-        case OUT_KEY_TAP:
-        case OUT_KEY_DOWN:
-        case OUT_KEY_UP:
-            EXPECT_EQ(a.type, 1);
-            snprintf(what, sizeof what, "%s %x",
-                step.kind == OUT_KEY_TAP        ? "TAP"
-                    : step.kind == OUT_KEY_DOWN ? "DOWN"
-                                                : "UP",
-                (unsigned)a.message);
-            break;
-        case OUT_MOUSE:
-            EXPECT_EQ(a.type, 8);
+        // Each kind of step, the action type it belongs to and what it shows of the action.
+        static const char *const names[] = { "?", "TAP", "DOWN", "UP", "MOUSE", "TEXT", "VOLUME", "SCRIPT", "LAUNCH" };
+        static const int types[] = { -1, 1, 1, 1, 8, 6, 5, 2, 3 };
+        int k = step.kind >= OUT_KEY_TAP && step.kind <= OUT_LAUNCH ? (int)step.kind : 0;
+        EXPECT_EQ(a.type, types[k]) << names[k];
+        char what[300];
+        if (k >= OUT_KEY_TAP && k <= OUT_KEY_UP)
+            snprintf(what, sizeof what, "%s %x", names[k], (unsigned)a.message);
+        else if (k == OUT_MOUSE)
             snprintf(what, sizeof what, "MOUSE %u %dpx", (unsigned)(a.message & 0xFF), (int)step.pixels);
-            break;
-        case OUT_SCRIPT:
-            EXPECT_EQ(a.type, 2);
-            snprintf(what, sizeof what, "SCRIPT %s", a.path.c_str());
-            break;
-        case OUT_LAUNCH:
-            EXPECT_EQ(a.type, 3);
-            snprintf(what, sizeof what, "LAUNCH %s", a.path.c_str());
-            break;
-        case OUT_VOLUME:
-            EXPECT_EQ(a.type, 5);
+        else if (k == OUT_VOLUME)
             snprintf(what, sizeof what, "VOLUME %d %d", (int)a.volSubtype, (int)a.volValue);
-            break;
-        case OUT_TEXT:
-            EXPECT_EQ(a.type, 6);
-            snprintf(what, sizeof what, "TEXT %s", a.text.c_str());
-            break;
-        default:
-            snprintf(what, sizeof what, "?%d", (int)step.kind);
-            break;
-        }
+        else
+            snprintf(what, sizeof what, "%s %s", names[k], k == OUT_TEXT ? a.text.c_str() : a.path.c_str());
         steps.push_back(stamp(now - T0, what, step.repeat));
     }
 
@@ -85,11 +63,8 @@ public:
     static std::string stamp(int64_t us, const std::string &what, int repeat)
     {
         char t[40];
-        if (us % 1000 == 0)
-            snprintf(t, sizeof t, "%lld", (long long)(us / 1000));
-        else
-            snprintf(t, sizeof t, "%lld.%03lld", (long long)(us / 1000), (long long)(us % 1000));
-        return std::string(t) + " " + what + " r" + std::to_string(repeat);
+        snprintf(t, sizeof t, "%lld.%03lld ", (long long)(us / 1000), (long long)(us % 1000));
+        return t + what + " r" + std::to_string(repeat);
     }
 };
 
@@ -128,12 +103,11 @@ struct Repeat {
     int32_t delay, reps, rate1, rate2;
 };
 
-MTABaction key(uint32_t message, Repeat r, uint16_t modifiers = 0)
+MTABaction action(int32_t type, uint32_t message, Repeat r)
 {
     MTABaction a;
-    a.type = 1;
+    a.type = type;
     a.message = message;
-    a.modifiers = modifiers;
     a.delay = r.delay;
     a.reps = r.reps;
     a.rate1 = r.rate1;
@@ -141,25 +115,28 @@ MTABaction key(uint32_t message, Repeat r, uint16_t modifiers = 0)
     return a;
 }
 
-MTABaction mouse(uint32_t kind, uint32_t mult1, uint32_t mult2, Repeat r)
+MTABaction key(uint32_t message, Repeat r, uint16_t modifiers = 0)
 {
-    MTABaction a = key(kind | mult1 << 8 | mult2 << 12, r);
-    a.type = 8;
+    MTABaction a = action(1, message, r);
+    a.modifiers = modifiers;
     return a;
 }
 
-MTABaction script(const std::string &path, Repeat r)
+MTABaction mouse(uint32_t kind, uint32_t mult1, uint32_t mult2, Repeat r)
 {
-    MTABaction a = key(0, r);
-    a.type = 2;
+    return action(8, kind | mult1 << 8 | mult2 << 12, r);
+}
+
+MTABaction script(const std::string &path, Repeat r, int32_t type = 2)
+{
+    MTABaction a = action(type, 0, r);
     a.path = path;
     return a;
 }
 
 MTABaction volume(int subtype, int value, Repeat r)
 {
-    MTABaction a = key(0, r);
-    a.type = 5;
+    MTABaction a = action(5, 0, r);
     a.volSubtype = subtype;
     a.volValue = value;
     return a;
@@ -199,23 +176,16 @@ const Repeat mouseFast { 250, 1, 30, 30 }; // multipliers 7, 7
 const Repeat keyNoRepeat { -1, -1, -1, -1 }; // what the keystroke page stores for "No Repeat"
 const Repeat systemOrNone { 0, 0, 0, 0 }; // "System repeat" (keys), "No Repeat" (others)
 
+// Three seconds of the Accelerate key preset: the delay, ten intervals of 150, then 75.
+const std::vector<int64_t> keyAccelerateTimes { 0, 500, 650, 800, 950, 1100, 1250, 1400, 1550, 1700, 1850, 2000, 2075,
+    2150, 2225, 2300, 2375, 2450, 2525, 2600, 2675, 2750, 2825, 2900, 2975 };
+
 } // namespace
 
-TEST(RepeatTest, KeySlowPresetTapsAtPressThenEveryHalfSecondAfterOneSecond)
+TEST(RepeatTest, KeyPresetsTapAtPressThenOnTheirSchedulesForThreeSeconds)
 {
     EXPECT_EQ(hold(key(0x2E6D, keySlow), 3000), series({ 0, 1000, 1500, 2000, 2500 }, "TAP 2e6d"));
-}
-
-TEST(RepeatTest, KeyAcceleratePresetGoesFromTenIntervalsOf150ToIntervalsOf75)
-{
-    EXPECT_EQ(hold(key(0x2E6D, keyAccelerate), 3000),
-        series({ 0, 500, 650, 800, 950, 1100, 1250, 1400, 1550, 1700, 1850, 2000, 2075, 2150, 2225, 2300, 2375, 2450,
-                   2525, 2600, 2675, 2750, 2825, 2900, 2975 },
-            "TAP 2e6d"));
-}
-
-TEST(RepeatTest, KeyFastPresetRepeatsEveryTenthOfASecondAfterHalfASecond)
-{
+    EXPECT_EQ(hold(key(0x2E6D, keyAccelerate), 3000), series(keyAccelerateTimes, "TAP 2e6d"));
     EXPECT_EQ(hold(key(0x2E6D, keyFast), 3000),
         series({ 0, 500, 600, 700, 800, 900, 1000, 1100, 1200, 1300, 1400, 1500, 1600, 1700, 1800, 1900, 2000, 2100,
                    2200, 2300, 2400, 2500, 2600, 2700, 2800, 2900 },
@@ -296,29 +266,19 @@ TEST(RepeatTest, IntervalsBelowFiveMillisecondsAreRaisedToFive)
     EXPECT_EQ(hold(key(0x41, { 5, 1, 5, 6 }), 25), series({ 0, 5, 10, 16, 22 }, "TAP 41"));
 }
 
-TEST(RepeatTest, MouseSlowPresetMovesTwentyPixelsAStep)
+TEST(RepeatTest, MousePresetsMoveByTheirMultipliersForThreeSeconds)
 {
-    std::vector<std::string> expected
-        = runs({ { 0, 0, 1, "MOUSE 4 20px", 0 }, { 250, 50, 55, "MOUSE 4 20px", 1 } }); // 250 ... 2950
-    EXPECT_EQ(hold(mouse(4, 5, 5, mouseSlow), 3000), expected);
-}
-
-TEST(RepeatTest, MouseAcceleratePresetSpeedsUpAfterTwentyRate1Intervals)
-{
-    std::vector<std::string> expected = runs({
-        { 0, 0, 1, "MOUSE 1 20px", 0 }, // the press: rate1 multiplier
-        { 250, 0, 1, "MOUSE 1 20px", 1 }, // after the delay: rate1 multiplier
-        { 300, 50, 20, "MOUSE 1 20px", 2 }, // 300 ... 1250 at rate1
-        { 1280, 30, 58, "MOUSE 1 28px", 22 }, // 1280 ... 2990 at rate2, rate2 multiplier
-    });
-    EXPECT_EQ(hold(mouse(1, 5, 7, mouseAccelerate), 3000), expected);
-}
-
-TEST(RepeatTest, MouseFastPresetMovesTwentyEightPixelsEveryThirtyMilliseconds)
-{
-    std::vector<std::string> expected
-        = runs({ { 0, 0, 1, "MOUSE 2 28px", 0 }, { 250, 30, 92, "MOUSE 2 28px", 1 } }); // 250 ... 2980
-    EXPECT_EQ(hold(mouse(2, 7, 7, mouseFast), 3000), expected);
+    // Slow (multipliers 5, 5): 20 px at press, then 250, 300 ... 2950.
+    EXPECT_EQ(hold(mouse(4, 5, 5, mouseSlow), 3000),
+        runs({ { 0, 0, 1, "MOUSE 4 20px", 0 }, { 250, 50, 55, "MOUSE 4 20px", 1 } }));
+    // Accelerate (5, 7): the press, the delay repeat and the 20 rate1 repeats (300 ... 1250) at 20 px,
+    // the rate2 repeats (1280 ... 2990) at 28 px.
+    EXPECT_EQ(hold(mouse(1, 5, 7, mouseAccelerate), 3000),
+        runs({ { 0, 250, 2, "MOUSE 1 20px", 0 }, { 300, 50, 20, "MOUSE 1 20px", 2 },
+            { 1280, 30, 58, "MOUSE 1 28px", 22 } }));
+    // Fast (7, 7): 28 px at press, then 250, 280 ... 2980.
+    EXPECT_EQ(hold(mouse(2, 7, 7, mouseFast), 3000),
+        runs({ { 0, 0, 1, "MOUSE 2 28px", 0 }, { 250, 30, 92, "MOUSE 2 28px", 1 } }));
 }
 
 TEST(RepeatTest, MouseWithoutRepeatMovesOnceByFourPixels)
@@ -367,17 +327,10 @@ TEST(RepeatTest, ScriptRepeatsAreSkippedWhileTheScriptStillRuns)
     RecordingSink sink;
     sink.busyAnswers = { false, true, true, false, true };
     hold(script("s.lua", { 100, 100, 100, 100 }), 1000, &sink);
-    std::vector<std::string> expected { at(0, "SCRIPT s.lua", 0), at(100, "SCRIPT s.lua", 1),
-        at(400, "SCRIPT s.lua", 4), at(600, "SCRIPT s.lua", 6), at(700, "SCRIPT s.lua", 7), at(800, "SCRIPT s.lua", 8),
-        at(900, "SCRIPT s.lua", 9) };
+    const char *w = "SCRIPT s.lua";
+    std::vector<std::string> expected = runs({ { 0, 100, 2, w, 0 }, { 400, 0, 1, w, 4 }, { 600, 100, 4, w, 6 } });
     EXPECT_EQ(sink.steps, expected);
     EXPECT_EQ(sink.busyCalls, 9u) << "asked once before each repeat, not at the press";
-}
-
-TEST(RepeatTest, ScriptWithoutRepeatRunsOncePerPress)
-{
-    EXPECT_EQ(hold(script("s.lua", systemOrNone), 3000), series({ 0 }, "SCRIPT s.lua"));
-    EXPECT_EQ(hold(script("s.lua", keyNoRepeat), 3000), series({ 0 }, "SCRIPT s.lua"));
 }
 
 TEST(RepeatTest, OnlyScriptsAreSkippedWhenTheOutputIsBusy)
@@ -395,43 +348,29 @@ TEST(RepeatTest, VolumeChangeRepeatsOnItsSchedule)
     EXPECT_EQ(hold(volume(2, 16, systemOrNone), 3000), series({ 0 }, "VOLUME 2 16"));
 }
 
-TEST(RepeatTest, VolumeSetMuteAndFadeHappenOncePerPress)
+TEST(RepeatTest, OneShotActionsHappenOncePerPress)
 {
+    EXPECT_EQ(hold(script("s.lua", systemOrNone), 3000), series({ 0 }, "SCRIPT s.lua"));
+    EXPECT_EQ(hold(script("s.lua", keyNoRepeat), 3000), series({ 0 }, "SCRIPT s.lua"));
     EXPECT_EQ(hold(volume(1, 128, keyFast), 3000), series({ 0 }, "VOLUME 1 128"));
     EXPECT_EQ(hold(volume(3, 2, keyFast), 3000), series({ 0 }, "VOLUME 3 2"));
     EXPECT_EQ(hold(volume(4, 5, keyFast), 3000), series({ 0 }, "VOLUME 4 5"));
     EXPECT_TRUE(hold(volume(0, 5, keyFast), 3000).empty()) << "an unknown volume kind does nothing";
-}
-
-TEST(RepeatTest, LaunchAndTextHappenOncePerPress)
-{
-    MTABaction launch = script("/usr/bin/true", keyFast);
-    launch.type = 3;
-    EXPECT_EQ(hold(launch, 3000), series({ 0 }, "LAUNCH /usr/bin/true"));
-    MTABaction text = key(0, keyFast);
-    text.type = 6;
+    EXPECT_EQ(hold(script("/usr/bin/true", keyFast, 3), 3000), series({ 0 }, "LAUNCH /usr/bin/true"));
+    MTABaction text = action(6, 0, keyFast);
     text.text = "hello";
     EXPECT_EQ(hold(text, 3000), series({ 0 }, "TEXT hello"));
 }
 
 TEST(RepeatTest, NoActionMissingRecordAndDisabledActionsDoNothing)
 {
-    MTABaction a = key(0x41, keyFast);
-    a.type = 7;
-    EXPECT_TRUE(hold(a, 3000).empty());
-    a.type = 0;
-    EXPECT_TRUE(hold(a, 3000).empty());
-    a.type = 4;
-    EXPECT_TRUE(hold(a, 3000).empty());
-    a = key(0x41, keyFast);
-    a.disabled = true;
-    EXPECT_TRUE(hold(a, 3000).empty());
-    a = key(0x41, systemOrNone);
-    a.disabled = true;
-    EXPECT_TRUE(hold(a, 3000).empty());
-    a = mouse(4, 5, 5, mouseSlow);
-    a.disabled = true;
-    EXPECT_TRUE(hold(a, 3000).empty());
+    EXPECT_TRUE(hold(action(7, 0x41, keyFast), 3000).empty()); // NO_ACTION
+    EXPECT_TRUE(hold(action(0, 0x41, keyFast), 3000).empty()); // no record
+    EXPECT_TRUE(hold(action(4, 0x41, keyFast), 3000).empty()); // MAP
+    for (MTABaction a : { key(0x41, keyFast), key(0x41, systemOrNone), mouse(4, 5, 5, mouseSlow) }) {
+        a.disabled = true;
+        EXPECT_TRUE(hold(a, 3000).empty()) << a.type << " " << a.rate1;
+    }
 }
 
 TEST(RepeatTest, ReleaseInTheMiddleStopsTheRepeats)
@@ -446,8 +385,7 @@ TEST(RepeatTest, ReleaseInTheMiddleStopsTheRepeats)
 
 TEST(RepeatTest, LateClockPerformsEachStepAtItsOwnDueTime)
 {
-    std::vector<std::string> expected = hold(key(0x41, keyAccelerate), 3000);
-    ASSERT_EQ(expected.size(), 25u);
+    std::vector<std::string> expected = series(keyAccelerateTimes, "TAP 41");
 
     // One late wake-up for the whole hold.
     RecordingSink once;
