@@ -34,7 +34,10 @@ struct RESresult {
 int RESentryFor(const MTABtable &t, const std::vector<std::string> &frontNames);
 // True when one of the front names is the editor's and no entry carries any of the front names.
 bool RESeditorInFront(const MTABtable &t, const std::vector<std::string> &frontNames);
-// The action button (an index into t.buttons) performs with that application in front.
+// The action button (an index into t.buttons, -1 for a button the remote lacks) performs with
+// that application in front. With the editor in front (RESeditorInFront) the entry is -1. The global
+// entry's actions apply whether or not the entry itself is marked disabled: the editor offers no
+// way to disable it and lists its actions as in force.
 RESresult RESresolve(const MTABtable &t, const std::vector<std::string> &frontNames, int button);
 // A short word for logs: "own", "global", "disabled", "no-action", "unmapped", "editor".
 const char *RESwhyName(RESwhy why);
