@@ -14,8 +14,10 @@ std::string OUTdescribe(const OUTstep &step)
     case OUT_KEY_DOWN:
     case OUT_KEY_UP:
         snprintf(line, sizeof line, "%s %08x %04x",
-                 step.kind == OUT_KEY_TAP ? "KEY_TAP" : step.kind == OUT_KEY_DOWN ? "KEY_DOWN" : "KEY_UP",
-                 a ? (unsigned)a->message : 0u, a ? (unsigned)a->modifiers : 0u);
+            step.kind == OUT_KEY_TAP        ? "KEY_TAP"
+                : step.kind == OUT_KEY_DOWN ? "KEY_DOWN"
+                                            : "KEY_UP",
+            a ? (unsigned)a->message : 0u, a ? (unsigned)a->modifiers : 0u);
         break;
     case OUT_MOUSE:
         snprintf(line, sizeof line, "MOUSE %u %d", a ? (unsigned)(a->message & 0xFF) : 0u, (int)step.pixels);
@@ -25,7 +27,7 @@ std::string OUTdescribe(const OUTstep &step)
         break;
     case OUT_VOLUME:
         snprintf(line, sizeof line, "VOLUME %d %d %d %d", a ? (int)a->volSubtype : 0, a ? (int)a->volValue : 0,
-                 a ? (int)a->unMute : 0, a ? (int)a->fadeType : 0);
+            a ? (int)a->unMute : 0, a ? (int)a->fadeType : 0);
         break;
     case OUT_SCRIPT:
         snprintf(line, sizeof line, "SCRIPT %s", a ? a->path.c_str() : "");

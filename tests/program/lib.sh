@@ -25,12 +25,14 @@ vqx_prepare() {
 vqx_cleanup() {
   [ -n "${EDITOR_PID:-}" ] && kill -9 "$EDITOR_PID" 2> /dev/null || true
   [ -n "${MONITOR_PID:-}" ] && kill "$MONITOR_PID" 2> /dev/null || true
+  [ -n "${MAPPER_PID:-}" ] && kill -9 "$MAPPER_PID" 2> /dev/null || true
   if [ -n "${VQX_KEEP_WORK:-}" ]; then echo "work folder kept: $WORK"; else rm -rf "$WORK"; fi
 }
 
 fail() {
   echo "FAIL: $*"
   [ -f "$WORK/editor.log" ] && { echo "--- editor output"; tail -n 40 "$WORK/editor.log"; }
+  [ -f "$WORK/mapper.log" ] && { echo "--- Mapper output"; tail -n 40 "$WORK/mapper.log"; }
   # What the screen showed, for a look at the kept work folder.
   [ -n "${VQX_KEEP_WORK:-}" ] && import -window root "$WORK/failure.png" 2> /dev/null || true
   exit 1

@@ -1,0 +1,110 @@
+// vqx-mapper: performs the remote's buttons for the application in front. Reads the options, sets
+// the process up (signals, log, program path) and runs the loop.
+#include <pthread.h>
+#include <signal.h>
+#include <unistd.h>
+
+#include <QCoreApplication>
+#include <climits>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+
+#include "mapper/log.h"
+#include "mapper/loop.h"
+#include "shell/files.h"
+
+static const char *const kUsage
+    = "Usage: vqx-mapper [OPTION]...\n"
+      "Performs the Orvenda VQX remote's buttons: for every press, the action that the mapping in\n"
+      "\"~/.config/Orvenda VQX Preferences\" gives that button for the application in front.\n"
+      "\n"
+      "  --input SOURCE      where presses come from, instead of the configuration's INT line:\n"
+      "                      \"USB\" or \"lirc\" (the first /dev/lirc* receiver), a device or FIFO\n"
+      "                      path giving LIRC mode2 sample words, or fd:N (an open descriptor)\n"
+      "  --replay FILE       replay timings written as \"pulse N\" / \"space N\" lines (mode2, ir-ctl)\n"
+      "                      in real time\n"
+      "  --replay-fast       with --replay: as fast as possible on the file's own clock, then exit\n"
+      "  --output NAME       how actions are performed: record (written, not performed)\n"
+      "  --record FILE       with --output record: append each step to FILE instead of the log\n"
+      "  --front NAME        take NAME as the application in front (tests and demos)\n"
+      "  --release-after MS  a held button goes up MS milliseconds after the last edge (160)\n"
+      "  --verbose           trace every decision: frame matched, entry chosen, action done\n"
+      "  --help              show this help and exit\n"
+      "\n"
+      "One Mapper runs per session: it owns com.Orvenda.VQX.Mapper on the session bus, and a second\n"
+      "one started says \"already running\" and exits with status 0. The editor's \"command\"\n"
+      "notifications RLD (reload) and QUI (quit) are obeyed, and so are SIGHUP (reload), SIGTERM and\n"
+      "SIGINT (release everything and exit).\n";
+
+// The value of an option that takes one, or exits with a message.
+static const char *value(int argc, char **argv, int *i)
+{
+    if (*i + 1 >= argc) {
+        fprintf(stderr, "vqx-mapper: %s needs a value\n%s", argv[*i], kUsage);
+        exit(2);
+    }
+    return argv[++*i];
+}
+
+int main(int argc, char **argv)
+{
+    LOOPoptions options;
+    for (int i = 1; i < argc; i++) {
+        const char *a = argv[i];
+        if (strcmp(a, "--help") == 0 || strcmp(a, "-h") == 0) {
+            fputs(kUsage, stdout);
+            return 0;
+        } else if (strcmp(a, "--verbose") == 0 || strcmp(a, "-v") == 0) {
+            LOGverbose = 1;
+        } else if (strcmp(a, "--input") == 0) {
+            options.input = value(argc, argv, &i);
+        } else if (strcmp(a, "--replay") == 0) {
+            options.replay = value(argc, argv, &i);
+        } else if (strcmp(a, "--replay-fast") == 0) {
+            options.replayFast = true;
+        } else if (strcmp(a, "--output") == 0) {
+            options.output = value(argc, argv, &i);
+        } else if (strcmp(a, "--record") == 0) {
+            options.record = value(argc, argv, &i);
+        } else if (strcmp(a, "--front") == 0) {
+            options.front.push_back(value(argc, argv, &i));
+        } else if (strcmp(a, "--release-after") == 0) {
+            char *end = nullptr;
+            const char *v = value(argc, argv, &i);
+            long ms = strtol(v, &end, 10);
+            if (end == v || *end != '\0' || ms < 20 || ms > 5000) {
+                fprintf(stderr, "vqx-mapper: --release-after takes 20 to 5000 milliseconds\n");
+                return 2;
+            }
+            options.releaseAfterMs = ms;
+        } else {
+            fprintf(stderr, "vqx-mapper: unknown option %s\n%s", a, kUsage);
+            return 2;
+        }
+    }
+    if (options.replayFast && options.replay.empty()) {
+        fprintf(stderr, "vqx-mapper: --replay-fast goes with --replay FILE\n");
+        return 2;
+    }
+    // The signals are taken through a descriptor by the loop; blocked here, before any thread
+    // starts, so that no thread receives them.
+    sigset_t set;
+    sigemptyset(&set);
+    sigaddset(&set, SIGINT);
+    sigaddset(&set, SIGTERM);
+    sigaddset(&set, SIGHUP);
+    pthread_sigmask(SIG_BLOCK, &set, nullptr);
+    signal(SIGPIPE, SIG_IGN);
+    // The shared readers trace to standard output: everything goes to the one log.
+    dup2(STDERR_FILENO, STDOUT_FILENO);
+    // The pristine files are found beside the program, wherever it was started from.
+    static char self[PATH_MAX];
+    ssize_t n = readlink("/proc/self/exe", self, sizeof self - 1);
+    if (n > 0)
+        self[n] = '\0';
+    mainArgs0 = n > 0 ? self : argv[0];
+    QCoreApplication app(argc, argv);
+    return LOOPrun(options);
+}

@@ -1,0 +1,235 @@
+// Measures the real vqx-mapper: press latency (the last mark's sample written into the FIFO that
+// stands in for the receiver, to the step the recording output writes, both on the monotonic
+// clock), idle wake-ups, resident memory with the 20 x 99 mapping, and reload time after RLD.
+//   mapper_measure MAPPER [FRAMES [IDLE_SECONDS]]   (run on a session bus: dbus-run-session)
+#include <fcntl.h>
+#include <signal.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <QCoreApplication>
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <ctime>
+#include <dirent.h>
+#include <string>
+#include <vector>
+
+#include "bench/bench_files.h"
+#include "mapper/daemon.h"
+#include "mapperlink/notify.h"
+
+static std::string work;
+
+static void writeText(const std::string &path, const std::string &text)
+{
+    FILE *f = fopen(path.c_str(), "w");
+    if (!f || fwrite(text.data(), 1, text.size(), f) != text.size()) {
+        perror(path.c_str());
+        exit(1);
+    }
+    fclose(f);
+}
+
+static std::string readText(const std::string &path)
+{
+    std::string text;
+    FILE *f = fopen(path.c_str(), "r");
+    if (!f)
+        return text;
+    char buffer[65536];
+    size_t n;
+    while ((n = fread(buffer, 1, sizeof buffer, f)) > 0)
+        text.append(buffer, n);
+    fclose(f);
+    return text;
+}
+
+static int countOf(const std::string &text, const std::string &what)
+{
+    int n = 0;
+    for (size_t at = text.find(what); at != std::string::npos; at = text.find(what, at + 1))
+        n++;
+    return n;
+}
+
+static bool waitFor(const std::string &path, const std::string &what, int count, int timeoutMs)
+{
+    for (int waited = 0; waited < timeoutMs; waited += 5) {
+        if (countOf(readText(path), what) >= count)
+            return true;
+        usleep(5000);
+    }
+    return false;
+}
+
+// NEC-style frame of button b: header, 16 address bits, 8 command bits and their inverse, stop.
+static std::vector<uint32_t> frameOf(int b)
+{
+    std::vector<uint32_t> d = { 9000, 4500 };
+    uint32_t bits = 0x00FFu | ((uint32_t)b << 16) | ((uint32_t)(~b & 0xFF) << 24);
+    for (int i = 0; i < 32; i++) {
+        d.push_back(562);
+        d.push_back((bits >> i) & 1 ? 1686 : 562);
+    }
+    d.push_back(562);
+    return d; // ends with the last mark
+}
+
+static std::string remoteText()
+{
+    std::string rem = "FRQ 38000\nBIT 562\n";
+    for (int b = 0; b < kButtons; b++) {
+        std::vector<uint32_t> d = frameOf(b);
+        d.push_back(40 * 562);
+        rem += "CMD " + BENCHbuttonName(b);
+        for (size_t i = 0; i < d.size(); i += 2) {
+            char token[8];
+            snprintf(token, sizeof token, " %02x%02x", d[i] / 562, d[i + 1] / 562);
+            rem += token;
+        }
+        rem += "\n";
+    }
+    return rem;
+}
+
+static long statusField(pid_t pid, const char *task, const char *field)
+{
+    char path[128];
+    snprintf(path, sizeof path, "/proc/%d/status", (int)pid);
+    if (task)
+        snprintf(path, sizeof path, "/proc/%d/task/%s/status", (int)pid, task);
+    std::string text = readText(path);
+    size_t at = text.find(field);
+    return at == std::string::npos ? -1 : atol(text.c_str() + at + strlen(field));
+}
+
+static long voluntarySwitches(pid_t pid)
+{
+    char path[64];
+    snprintf(path, sizeof path, "/proc/%d/task", (int)pid);
+    long total = 0;
+    DIR *dir = opendir(path);
+    if (!dir)
+        return -1;
+    while (dirent *e = readdir(dir))
+        if (e->d_name[0] != '.')
+            total += statusField(pid, e->d_name, "voluntary_ctxt_switches:");
+    closedir(dir);
+    return total;
+}
+
+static void put(int fd, uint32_t word)
+{
+    if (write(fd, &word, 4) != 4) {
+        perror("write");
+        exit(1);
+    }
+}
+
+int main(int argc, char **argv)
+{
+    QCoreApplication app(argc, argv);
+    if (argc < 2) {
+        fprintf(stderr, "usage: mapper_measure MAPPER [FRAMES [IDLE_SECONDS]]\n");
+        return 2;
+    }
+    int frames = argc > 2 ? atoi(argv[2]) : 10000;
+    int idleSeconds = argc > 3 ? atoi(argv[3]) : 30;
+    char folder[] = "/tmp/vqx-measure-XXXXXX";
+    work = mkdtemp(folder);
+    std::string prefs = work + "/Orvenda VQX Preferences";
+    mkdir(prefs.c_str(), 0700);
+    writeText(prefs + "/go.lua", "print('go')\n");
+    writeText(prefs + "/bench.REM", remoteText());
+    writeText(prefs + "/bench.map", BENCHmapText(prefs + "/go.lua"));
+    writeText(prefs + "/OrvendaVQX.cfg", "UI\nMAP bench.map\nREM bench.REM\nINT USB\nMEM 40000\n");
+    std::string fifo = work + "/lirc0", record = work + "/record.log", log = work + "/mapper.log";
+    mkfifo(fifo.c_str(), 0600);
+    setenv("XDG_CONFIG_HOME", work.c_str(), 1);
+    pid_t pid = fork();
+    if (pid == 0) {
+        int out = open(log.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+        dup2(out, 2);
+        execl(argv[1], argv[1], "--input", fifo.c_str(), "--record", record.c_str(), "--front", "Application 0",
+            (char *)nullptr);
+        _exit(127);
+    }
+    if (!waitFor(log, "reading raw timings", 1, 10000)) {
+        fprintf(stderr, "the Mapper did not start:\n%s", readText(log).c_str());
+        return 1;
+    }
+    printf("resident memory after start (20 x 99 mapping): %ld kB\n", statusField(pid, nullptr, "VmRSS:"));
+
+    // Idle: nothing arrives, nothing should wake the Mapper.
+    long before = voluntarySwitches(pid);
+    sleep((unsigned)idleSeconds);
+    long after = voluntarySwitches(pid);
+    printf("voluntary context switches over %d s idle (all threads): %ld\n", idleSeconds, after - before);
+
+    // Press latency: presses alternate between two buttons, so that every frame is a new press.
+    int fd = open(fifo.c_str(), O_WRONLY);
+    std::vector<double> latencies;
+    std::string recorded;
+    for (int i = 0; i < frames; i++) {
+        std::vector<uint32_t> d = frameOf(i % 2 ? 10 : 0);
+        put(fd, 40000); // the gap before the frame (a space word)
+        for (size_t k = 0; k + 1 < d.size(); k++)
+            put(fd, k % 2 == 0 ? (0x01000000u | d[k]) : d[k]);
+        usleep(300); // the Mapper has read everything but the last mark
+        int64_t t0 = DMNclock();
+        put(fd, 0x01000000u | d.back());
+        // The step's line in the recording: "<ms>.<us> ..." on the same clock.
+        for (int waited = 0;; waited++) {
+            recorded = readText(record);
+            if (countOf(recorded, "\n") > i)
+                break;
+            if (waited > 200000) {
+                fprintf(stderr, "frame %d gave no step\n", i);
+                return 1;
+            }
+            usleep(50);
+        }
+        size_t lineStart = recorded.rfind('\n', recorded.size() - 2);
+        lineStart = lineStart == std::string::npos ? 0 : lineStart + 1;
+        double ms = atof(recorded.c_str() + lineStart);
+        latencies.push_back(ms * 1000.0 - (double)t0);
+    }
+    std::sort(latencies.begin(), latencies.end());
+    if (!latencies.empty())
+        printf("last mark written to step performed, %zu presses: median %.0f us, p99 %.0f us, max %.0f us\n",
+            latencies.size(), latencies[latencies.size() / 2], latencies[latencies.size() * 99 / 100],
+            latencies.back());
+    printf("resident memory after the presses: %ld kB\n", statusField(pid, nullptr, "VmRSS:"));
+
+    // Reload: RLD, then the log's line for the new mapping in force.
+    NOTinit(1);
+    std::vector<double> reloads;
+    for (int r = 0; r < 11; r++) {
+        int64_t t0 = DMNclock();
+        NOTpost("command", "RLD");
+        if (!waitFor(log, "in force (RLD)", r + 1, 5000)) {
+            fprintf(stderr, "no reload after RLD\n");
+            return 1;
+        }
+        reloads.push_back((double)(DMNclock() - t0) / 1000.0);
+    }
+    std::sort(reloads.begin(), reloads.end());
+    std::string text = readText(log);
+    size_t at = text.rfind("in force (RLD) in ");
+    printf("RLD to the new mapping in force (seen in the log, 5 ms polling): median %.1f ms; the Mapper's "
+           "own figure for the last: %s",
+        reloads[reloads.size() / 2],
+        at == std::string::npos ? "none\n" : text.substr(at + 18, text.find('\n', at) - at - 17).c_str());
+    kill(pid, SIGTERM);
+    int status = 0;
+    waitpid(pid, &status, 0);
+    printf("exit status after SIGTERM: %d\n", WIFEXITED(status) ? WEXITSTATUS(status) : -1);
+    std::string cmd = "rm -rf '" + work + "'";
+    if (system(cmd.c_str()) != 0)
+        return 1;
+    return 0;
+}
