@@ -9,9 +9,9 @@
 #include "mainwindow/eventlog.h"
 #include "platform/presenter.h"
 
-EWWINFO *myEw = nullptr; // the open event log window, or none
-char theText[256]; // shared scratch for alert and dialog texts
-char messageLine[256]; // pre-formatted messages for errormsg
+EWWINFO *myEw = nullptr;  // the open event log window, or none
+char theText[256];        // shared scratch for alert and dialog texts
+char messageLine[256];    // pre-formatted messages for errormsg
 static char fatalbuf[1024]; // BUGfatal's own formatting buffer
 static char alertbuf[1024]; // VQXALERTprintfFATAL's own formatting buffer
 
@@ -144,23 +144,10 @@ static void expandAgain(const char *text, char *out, size_t size)
         char piece[512];
         int n = -1;
         switch (conversion) {
-        case 'd':
-        case 'i':
-        case 'o':
-        case 'u':
-        case 'x':
-        case 'X':
-        case 'c':
+        case 'd': case 'i': case 'o': case 'u': case 'x': case 'X': case 'c':
             n = snprintf(piece, sizeof piece, (conv + (conversion == 'c' ? 'd' : conversion)).c_str(), 0);
             break;
-        case 'e':
-        case 'E':
-        case 'f':
-        case 'F':
-        case 'g':
-        case 'G':
-        case 'a':
-        case 'A':
+        case 'e': case 'E': case 'f': case 'F': case 'g': case 'G': case 'a': case 'A':
             n = snprintf(piece, sizeof piece, (conv + conversion).c_str(), 0.0);
             break;
         case 's':

@@ -7,8 +7,8 @@
 
 struct EWWINFO;
 
-extern EWWINFO *myEw; // the event log window opened from the menu, or none
-extern char theText[256]; // alert text: at most 254 characters, then made length-prefixed
+extern EWWINFO *myEw;        // the event log window opened from the menu, or none
+extern char theText[256];    // alert text: at most 254 characters, then made length-prefixed
 extern char messageLine[256]; // callers pre-format a message here before errormsg
 
 int BUGprintf(const char *format, ...) __attribute__((format(printf, 1, 2)));
