@@ -2,7 +2,8 @@
 # The Mapper and the editor together on one private session bus under Xvfb: two presses of Play
 # replayed in real time select Play's row in the editor and are reported as DWN and UPP; the
 # editor changes Play's action and saves, and the same Mapper performs the new action at the next
-# press; Options > Quit Mapper ends it with status 0.
+# press; Options > Quit Mapper ends it with status 0, and Options > Start Mapper starts one Mapper
+# however often it is chosen.
 set -euo pipefail
 APPDIR="$1"
 source "$(dirname "$0")/lib.sh"
@@ -71,5 +72,33 @@ wait "$MAPPER_PID" || status=$?
 MAPPER_PID=""
 [ "$status" -eq 0 ] || fail "the Mapper ended with status $status after Quit Mapper"
 grep -q "quitting (QUI)" "$WORK/mapper.log" || fail "the Mapper did not say it quit on QUI"
+
+# Options > Start Mapper starts the Mapper beside the editor; starting it twice gives one Mapper.
+has_mapper() {
+  gdbus call --session --dest org.freedesktop.DBus --object-path /org/freedesktop/DBus \
+    --method org.freedesktop.DBus.NameHasOwner com.Orvenda.VQX.Mapper 2> /dev/null | grep -q true
+}
+mapper_pid() {
+  gdbus call --session --dest org.freedesktop.DBus --object-path /org/freedesktop/DBus \
+    --method org.freedesktop.DBus.GetConnectionUnixProcessID com.Orvenda.VQX.Mapper | sed -E 's/.*uint32 ([0-9]+).*/\1/'
+}
+start_from_menu() {
+  vqx_keys "$win" alt+o
+  sleep 0.3
+  vqx_keys "$win" Down Down Down Return
+}
+start_from_menu
+for i in $(seq 1 50); do has_mapper && break; sleep 0.1; done
+has_mapper || fail "Start Mapper did not start the Mapper"
+first=$(mapper_pid)
+start_from_menu
+sleep 1
+[ "$(mapper_pid)" = "$first" ] || fail "a second Start Mapper replaced the running Mapper"
+kill -0 "$first" 2> /dev/null || fail "the Mapper started from the menu is gone"
+vqx_keys "$win" alt+o
+sleep 0.3
+vqx_keys "$win" Down Down Return
+for i in $(seq 1 50); do has_mapper || break; sleep 0.1; done
+has_mapper && fail "Quit Mapper did not end the Mapper started from the menu"
 vqx_key_closing "$win" ctrl+q
 echo "PASS"
