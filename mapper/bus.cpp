@@ -9,11 +9,10 @@
 #include <QDBusVirtualObject>
 #include <QStringList>
 
+#include "mapper/buscall.h"
 #include "mapper/front.h"
 #include "mapper/log.h"
 #include "mapper/loop.h"
-
-static const int kMaxArgument = 1024; // longer strings are refused whole
 
 static const char *const kIntrospection
     = "  <interface name=\"" BUS_INTERFACE "\">\n"
@@ -49,7 +48,7 @@ private:
     void refuse(
         const QDBusMessage &message, const QDBusConnection &connection, const char *error, const std::string &why);
     void methodCall(const QDBusMessage &message, const QDBusConnection &connection);
-    void propertyCall(const QDBusMessage &message, const QDBusConnection &connection);
+    void propertyCall(const BCLcall &call, const QDBusMessage &message, const QDBusConnection &connection);
 };
 } // namespace
 
@@ -66,61 +65,39 @@ void MapperObject::refuse(
     connection.send(message.createErrorReply(QString::fromLatin1(error), QString::fromStdString(why)));
 }
 
-// The argument at `index` as a string of at most kMaxArgument bytes; false otherwise.
-static bool stringArgument(const QDBusMessage &message, int index, std::string *out)
-{
-    const QList<QVariant> args = message.arguments();
-    if (index >= args.size() || args[index].userType() != QMetaType::QString)
-        return false;
-    QByteArray bytes = args[index].toString().toUtf8();
-    if (bytes.size() > kMaxArgument)
-        return false;
-    *out = bytes.toStdString();
-    return true;
-}
-
 void MapperObject::methodCall(const QDBusMessage &message, const QDBusConnection &connection)
 {
-    const QString member = message.member();
-    const QString signature = message.signature();
-    const char *invalid = "org.freedesktop.DBus.Error.InvalidArgs";
-    if (member == QLatin1String("Press") || member == QLatin1String("Release")) {
-        std::string button;
-        if (signature != QLatin1String("s") || !stringArgument(message, 0, &button)) {
-            refuse(message, connection, invalid, "expects one button name (s) of at most 1024 bytes");
-            return;
-        }
-        int result = member == QLatin1String("Press") ? LOOPpress(mapper, button) : LOOPrelease(mapper, button);
-        if (result != 0) {
+    BCLcall call = BCLread(message.interface(), message.member(), message.signature(), message.arguments());
+    switch (call.kind) {
+    case BCL_REFUSED:
+        refuse(message, connection, call.error, call.why);
+        return;
+    case BCL_PRESS:
+    case BCL_RELEASE:
+        if ((call.kind == BCL_PRESS ? LOOPpress(mapper, call.text) : LOOPrelease(mapper, call.text)) != 0) {
             char safe[80];
-            refuse(message, connection, invalid,
+            refuse(message, connection, "org.freedesktop.DBus.Error.InvalidArgs",
                 std::string("no button named \"")
-                    + LOGsafe(button.data(), (unsigned long)button.size(), safe, sizeof safe) + "\" on the remote");
+                    + LOGsafe(call.text.data(), (unsigned long)call.text.size(), safe, sizeof safe)
+                    + "\" on the remote");
             return;
         }
-    } else if (member == QLatin1String("Reload") || member == QLatin1String("Quit")) {
-        if (!signature.isEmpty()) {
-            refuse(message, connection, invalid, "takes no arguments");
-            return;
-        }
-        if (member == QLatin1String("Reload")) {
-            LOOPreload(mapper, "bus Reload");
-        } else {
-            connection.send(message.createReply());
-            LOOPquit(mapper, "bus Quit");
-            return;
-        }
-    } else if (member == QLatin1String("SetFrontApplication")) {
-        std::string appId, windowClass;
-        const QList<QVariant> args = message.arguments();
-        if (signature != QLatin1String("ssu") || !stringArgument(message, 0, &appId)
-            || !stringArgument(message, 1, &windowClass)) {
-            refuse(message, connection, invalid, "expects (s appId, s windowClass, u pid)");
-            return;
-        }
-        LOOPsetFront(mapper, FRTnames(appId, windowClass, args[2].toUInt()));
-    } else {
-        refuse(message, connection, "org.freedesktop.DBus.Error.UnknownMethod", "no such method");
+        break;
+    case BCL_RELOAD:
+        LOOPreload(mapper, "bus Reload");
+        break;
+    case BCL_QUIT:
+        connection.send(message.createReply());
+        LOOPquit(mapper, "bus Quit");
+        return;
+    case BCL_SET_FRONT:
+        LOOPsetFront(mapper, FRTnames(call.text, call.text2, call.pid));
+        break;
+    case BCL_GET:
+    case BCL_GET_ALL:
+        propertyCall(call, message, connection);
+        return;
+    case BCL_NOT_OURS:
         return;
     }
     connection.send(message.createReply());
@@ -149,37 +126,23 @@ static QVariant propertyValue(const LOOPstatus &status, const QString &name, boo
     return QVariant();
 }
 
-void MapperObject::propertyCall(const QDBusMessage &message, const QDBusConnection &connection)
+void MapperObject::propertyCall(const BCLcall &call, const QDBusMessage &message, const QDBusConnection &connection)
 {
-    const QString member = message.member();
-    const QString signature = message.signature();
-    std::string interface, name;
-    const char *invalid = "org.freedesktop.DBus.Error.InvalidArgs";
     LOOPstatus status = LOOPgetStatus(mapper);
-    if (member == QLatin1String("Get") && signature == QLatin1String("ss") && stringArgument(message, 0, &interface)
-        && stringArgument(message, 1, &name)) {
+    if (call.kind == BCL_GET) {
         bool known = false;
-        QVariant value = propertyValue(status, QString::fromStdString(name), &known);
-        if (!known || (interface != BUS_INTERFACE && !interface.empty())) {
-            refuse(message, connection, invalid, "no such property");
-            return;
-        }
+        QVariant value = propertyValue(status, QString::fromStdString(call.text), &known);
         connection.send(message.createReply(QVariant::fromValue(QDBusVariant(value))));
-    } else if (member == QLatin1String("GetAll") && signature == QLatin1String("s")
-        && stringArgument(message, 0, &interface)) {
-        QVariantMap all;
-        if (interface == BUS_INTERFACE || interface.empty()) {
-            for (const char *n : { "Input", "Output", "FrontApplication", "Entry", "Mapping", "Remote" }) {
-                bool known = false;
-                all.insert(QString::fromLatin1(n), propertyValue(status, QString::fromLatin1(n), &known));
-            }
-        }
-        connection.send(message.createReply(all));
-    } else if (member == QLatin1String("Set")) {
-        refuse(message, connection, "org.freedesktop.DBus.Error.PropertyReadOnly", "the properties are read-only");
-    } else {
-        refuse(message, connection, invalid, "malformed property call");
+        return;
     }
+    QVariantMap all;
+    if (call.text == BCL_INTERFACE || call.text.empty()) {
+        for (const char *n : { "Input", "Output", "FrontApplication", "Entry", "Mapping", "Remote" }) {
+            bool known = false;
+            all.insert(QString::fromLatin1(n), propertyValue(status, QString::fromLatin1(n), &known));
+        }
+    }
+    connection.send(message.createReply(all));
 }
 
 bool MapperObject::handleMessage(const QDBusMessage &message, const QDBusConnection &connection)
@@ -187,15 +150,11 @@ bool MapperObject::handleMessage(const QDBusMessage &message, const QDBusConnect
     if (message.type() != QDBusMessage::MethodCallMessage)
         return false;
     const QString interface = message.interface();
-    if (interface == QLatin1String("org.freedesktop.DBus.Properties")) {
-        propertyCall(message, connection);
-        return true;
-    }
-    if (interface.isEmpty() || interface == QLatin1String(BUS_INTERFACE)) {
-        methodCall(message, connection);
-        return true;
-    }
-    return false;
+    if (!interface.isEmpty() && interface != QLatin1String(BUS_INTERFACE)
+        && interface != QLatin1String("org.freedesktop.DBus.Properties"))
+        return false;
+    methodCall(message, connection);
+    return true;
 }
 
 int BUSstart(LOOPmapper *m, std::string *why)
