@@ -130,8 +130,13 @@ static void settle(DECdecoder *d, int64_t now, std::vector<DECevent> *out)
     }
     if (best < 0) {
         if (burst) {
+            // The hold goes on; frames still being matched are left alone.
             d->repeats++;
-            d->candidates.clear();
+            std::vector<DECcandidate> frames;
+            for (const DECcandidate &c : d->candidates)
+                if (c.button >= 0)
+                    frames.push_back(c);
+            d->candidates.swap(frames);
         }
         return;
     }

@@ -585,6 +585,28 @@ TEST(DecodeTest, SecondButtonReleasesTheFirst)
     EXPECT_EQ(DECheld(&d), 9);
 }
 
+TEST(DecodeTest, EndOfALongSpaceIsAnEdgeThatKeepsTheButtonDown)
+{
+    MTABtable t = loadRemote("OrvendaVQXM1A.REM");
+    DECdecoder d;
+    DECinit(&d, t);
+    std::vector<DECevent> ev;
+    std::vector<uint32_t> f = SYNframe(t, 6);
+    f.pop_back();
+    int64_t end = feedAll(&d, f, 0, &ev);
+    ASSERT_EQ(ev.size(), 1u);
+    // 155 ms of nothing, then the same frame: its header mark ends 164 ms after the last mark.
+    std::vector<uint32_t> again = f;
+    again.insert(again.begin(), 155000);
+    end = feed(&d, again, end, false, &ev);
+    EXPECT_EQ(ev.size(), 1u) << describe(ev, t);
+    EXPECT_EQ(DECdeadline(&d), end + 160000);
+    DECexpire(&d, end + 160000, &ev);
+    ASSERT_EQ(ev.size(), 2u);
+    EXPECT_EQ(ev[1].kind, DECevent::RELEASE);
+    EXPECT_EQ(ev[1].time, end + 160000);
+}
+
 TEST(DecodeTest, ReleaseHeldReleasesAtOnceAndForgetsHalfAFrame)
 {
     MTABtable t = loadRemote("OrvendaVQXM2A.REM");
@@ -610,7 +632,8 @@ TEST(DecodeTest, ReleaseHeldReleasesAtOnceAndForgetsHalfAFrame)
     EXPECT_EQ(DECdeadline(&d), INT64_MAX);
     // The rest of the interrupted frame gives nothing; nothing is released twice.
     std::vector<uint32_t> rest(frame.begin() + 20, frame.end() - 1);
-    feed(&d, rest, end, false, &ev);
+    ASSERT_EQ(frame[20], frame[0] / 16); // a mark
+    feed(&d, rest, end, true, &ev);
     DECexpire(&d, end + 10000000, &ev);
     DECreleaseHeld(&d, end + 10000001, &ev);
     EXPECT_EQ(ev.size(), 2u) << describe(ev, t);
