@@ -103,6 +103,16 @@ static void recognise(DECdecoder *d, int button, int64_t now, std::vector<DECeve
     d->heldSince = now;
 }
 
+// Forgets repeat bursts being matched (the button they would hold is no longer down, or one came).
+static void dropBursts(DECdecoder *d)
+{
+    std::vector<DECcandidate> frames;
+    for (const DECcandidate &c : d->candidates)
+        if (c.button >= 0)
+            frames.push_back(c);
+    d->candidates.swap(frames);
+}
+
 static int64_t releaseDeadline(const DECdecoder *d)
 {
     if (d->held < 0)
@@ -132,11 +142,7 @@ static void settle(DECdecoder *d, int64_t now, std::vector<DECevent> *out)
         if (burst) {
             // The hold goes on; frames still being matched are left alone.
             d->repeats++;
-            std::vector<DECcandidate> frames;
-            for (const DECcandidate &c : d->candidates)
-                if (c.button >= 0)
-                    frames.push_back(c);
-            d->candidates.swap(frames);
+            dropBursts(d);
         }
         return;
     }
@@ -198,7 +204,8 @@ void DECfeed(DECdecoder *d, bool pulse, uint32_t durationUs, int64_t now, std::v
         bool extended = false;
         if (!pulse)
             for (const DECcandidate &c : d->candidates)
-                if (c.matched == d->pendingLength && DECmatches(expectedAt(d, c, c.matched), durationUs))
+                if (c.matched == d->pendingLength && (c.button >= 0 || burstPossible(d))
+                    && DECmatches(expectedAt(d, c, c.matched), durationUs))
                     extended = true;
         int button = d->pending;
         d->pending = -1;
@@ -233,6 +240,7 @@ void DECexpire(DECdecoder *d, int64_t now, std::vector<DECevent> *out)
         } else if (d->held >= 0 && release <= now) {
             out->push_back(DECevent { DECevent::RELEASE, d->held, release });
             d->held = -1;
+            dropBursts(d);
         } else {
             return;
         }

@@ -561,6 +561,31 @@ TEST(DecodeTest, IdenticalFramesGoToTheFirstButton)
     EXPECT_EQ(ev[0].button, 2);
 }
 
+TEST(DecodeTest, ReleaseWhileAFrameWaitsForTheNextEdgeForgetsTheRepeatBurst)
+{
+    // "Dot" (m500) begins "Dash" (m500 s2000 m500), whose repeat burst is m500 s1000 m500.
+    MTABtable t;
+    t.frequency = 38000;
+    t.bitTime = 500;
+    t.buttons.push_back(MTABbutton { "Dot", { 0x0128 } });
+    t.buttons.push_back(MTABbutton { "Dash", { 0x0104, 0x0110 } });
+    DECdecoder d;
+    DECinit(&d, t, 1500);
+    std::vector<DECevent> ev;
+    int64_t p = feedAll(&d, { 500, 2000, 500 }, 0, &ev);
+    ASSERT_EQ(ev.size(), 1u);
+    EXPECT_EQ(ev[0].button, 1);
+    // A mark while Dash is down: Dot, Dash and a repeat burst all begin with it; the hold ends
+    // during the next space, which is Dash's.
+    int64_t end = feed(&d, { 600, 500, 2000, 500 }, p, false, &ev);
+    ASSERT_EQ(ev.size(), 3u) << describe(ev, t);
+    EXPECT_EQ(ev[1].kind, DECevent::RELEASE);
+    EXPECT_EQ(ev[1].time, p + 1100 + 1500);
+    EXPECT_EQ(ev[2].kind, DECevent::PRESS);
+    EXPECT_EQ(ev[2].button, 1);
+    EXPECT_EQ(ev[2].time, end);
+}
+
 TEST(DecodeTest, SecondButtonReleasesTheFirst)
 {
     MTABtable t = loadRemote("OrvendaVQXM1A.REM");
