@@ -1,11 +1,16 @@
 // LIRC_MODE2 words and replay text: every word type both ways, every form of line `mode2` and
-// `ir-ctl -r` write, and every kind of bad line, including bytes that are not text at all.
+// `ir-ctl -r` write, every kind of bad line (bytes that are not text too), and made-up frames.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <random>
 #include <string>
 
+#include <sstream>
+
+#include "mapper/decode.h"
 #include "mapper/samples.h"
+#include "mapper/synth.h"
 
 namespace {
 
@@ -189,6 +194,93 @@ TEST(SamplesTest, RandomBytesNeverGiveAnOutOfRangeSample)
             EXPECT_LE(s.value, 16777215u);
         }
         error.clear();
+    }
+}
+
+// An NEC-style remote of two buttons, BIT 562.
+MTABtable necRemote()
+{
+    MTABtable t;
+    t.frequency = 38000;
+    t.bitTime = 562;
+    t.buttons.push_back(MTABbutton { "Power", { 0x1008, 0x0103, 0x0101, 0x0103, 0x0128 } });
+    t.buttons.push_back(MTABbutton { "Mute", { 0x1008, 0x0101, 0x0103, 0x0103, 0x0128 } });
+    return t;
+}
+
+TEST(SamplesTest, SynthesisedFramesAndBurstsFollowTheTokens)
+{
+    MTABtable t = necRemote();
+    const std::vector<uint32_t> power = { 8992, 4496, 562, 1686, 562, 562, 562, 1686, 562, 22480 };
+    EXPECT_EQ(SYNframe(t, 0), power);
+    EXPECT_EQ(SYNframe(t, 1)[3], 562u);
+    EXPECT_TRUE(SYNframe(t, 2).empty());
+    EXPECT_TRUE(SYNframe(t, -1).empty());
+    // The first mark, half the first space, the shortest mark, and a gap to the frame's length.
+    uint32_t total = 8992 + 4496 + 5 * 562 + 2 * 1686 + 22480; // 4 marks, 1 space of 562
+    EXPECT_EQ(SYNrepeatBurst(t, 0), (std::vector<uint32_t> { 8992, 2248, 562, total - 8992 - 2248 - 562 }));
+    // A zero-length half joins its neighbours; leading spaces go.
+    t.bitTime = 500;
+    t.buttons[0].tokens = { 0x0004, 0x0402, 0x0002, 0x0101, 0x0200, 0x0110 };
+    EXPECT_EQ(SYNframe(t, 0), (std::vector<uint32_t> { 2000, 2000, 500, 500, 1500, 8000 }));
+    t.bitTime = 0;
+    EXPECT_TRUE(SYNframe(t, 0).empty());
+}
+
+TEST(SamplesTest, JitterStaysWithinItsFractionAndFollowsTheSeed)
+{
+    std::vector<uint32_t> f = SYNframe(necRemote(), 0);
+    std::vector<uint32_t> a = f, b = f, c = f;
+    SYNjitter(&a, 0.2, 7);
+    SYNjitter(&b, 0.2, 7);
+    SYNjitter(&c, 0.2, 8);
+    EXPECT_EQ(a, b);
+    EXPECT_NE(a, c);
+    bool moved = false;
+    for (size_t i = 0; i < f.size(); i++) {
+        EXPECT_GE(a[i], f[i] * 0.8 - 1);
+        EXPECT_LE(a[i], f[i] * 1.2 + 1);
+        moved = moved || a[i] != f[i];
+    }
+    EXPECT_TRUE(moved);
+    std::vector<uint32_t> tiny = { 1, 1, 1 };
+    SYNjitter(&tiny, 0.9, 1);
+    EXPECT_GE(*std::min_element(tiny.begin(), tiny.end()), 1u);
+}
+
+TEST(SamplesTest, ReplayTextOfSynthesisedFramesDecodes)
+{
+    MTABtable t = necRemote();
+    std::vector<uint32_t> all;
+    for (int b : { 1, 0, 1 }) {
+        std::vector<uint32_t> f = SYNframe(t, b);
+        SYNjitter(&f, 0.15, (uint32_t)b);
+        f.back() += 200000; // a pause long enough to release
+        all.insert(all.end(), f.begin(), f.end());
+    }
+    std::string text = SYNtext(all);
+    EXPECT_EQ(SYNtext({ 9000, 4500, 560 }), "pulse 9000\nspace 4500\npulse 560\n");
+    DECdecoder d;
+    DECinit(&d, t);
+    std::vector<DECevent> ev;
+    int64_t now = 0;
+    std::istringstream in(text);
+    int lines = 0;
+    for (std::string line; std::getline(in, line); lines++) {
+        SMPsample s;
+        std::string error;
+        ASSERT_EQ(SMPparseLine(line.data(), line.size(), &s, &error), 1) << line << ": " << error;
+        ASSERT_EQ(s.kind, lines % 2 == 0 ? SMP_PULSE : SMP_SPACE);
+        ASSERT_EQ(s.value, all[(size_t)lines]);
+        DECfeed(&d, s.kind == SMP_PULSE, s.value, now += s.value, &ev);
+    }
+    EXPECT_EQ(lines, (int)all.size());
+    DECexpire(&d, now + 1000000, &ev);
+    ASSERT_EQ(ev.size(), 6u);
+    const int buttons[] = { 1, 1, 0, 0, 1, 1 };
+    for (size_t i = 0; i < 6; i++) {
+        EXPECT_EQ(ev[i].kind, i % 2 == 0 ? DECevent::PRESS : DECevent::RELEASE);
+        EXPECT_EQ(ev[i].button, buttons[i]);
     }
 }
 
