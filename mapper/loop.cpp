@@ -428,7 +428,7 @@ static bool startReplay(LOOPmapper *m)
 static bool makeOutput(LOOPmapper *m)
 {
     if (m->options.output == "record") {
-        OUTrecord *record = new OUTrecord(m->options.record);
+        OUTrecord *record = new OUTrecord(m->options.record, m->options.replayFast);
         m->sink.reset(record);
         m->outputName = "record";
         if (!record->ok())

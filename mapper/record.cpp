@@ -2,10 +2,12 @@
 // is written as released when everything is let go.
 #include "mapper/record.h"
 
+#include "mapper/daemon.h"
 #include "mapper/log.h"
 
-OUTrecord::OUTrecord(const std::string &path)
+OUTrecord::OUTrecord(const std::string &path, bool streamClock)
     : path_(path)
+    , streamClock_(streamClock)
 {
     if (!path_.empty()) {
         file_ = fopen(path_.c_str(), "a");
@@ -37,7 +39,7 @@ void OUTrecord::perform(const OUTstep &step, int64_t now)
         keyHeld_ = true;
     else if (step.kind == OUT_KEY_UP)
         keyHeld_ = false;
-    writeStep(file_, now, OUTdescribe(step));
+    writeStep(file_, streamClock_ ? now : DMNclock(), OUTdescribe(step));
 }
 
 void OUTrecord::releaseAll(int64_t now)
@@ -45,5 +47,5 @@ void OUTrecord::releaseAll(int64_t now)
     if (!keyHeld_)
         return;
     keyHeld_ = false;
-    writeStep(file_, now, "RELEASE_ALL");
+    writeStep(file_, streamClock_ ? now : DMNclock(), "RELEASE_ALL");
 }

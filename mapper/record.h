@@ -10,8 +10,10 @@
 
 class OUTrecord : public OUTsink {
 public:
-    // Lines go to `path` (appended), or to the log when the path is empty.
-    explicit OUTrecord(const std::string &path);
+    // Lines go to `path` (appended), or to the log when the path is empty. Each line carries the
+    // step's own time on a stream clock (replays on the file's clock), else the moment it was
+    // really performed, as a real output would act.
+    OUTrecord(const std::string &path, bool streamClock);
     ~OUTrecord() override;
     const char *name() const override { return "record"; }
     void perform(const OUTstep &step, int64_t now) override;
@@ -24,6 +26,7 @@ private:
     FILE *file_ = nullptr;
     long steps_ = 0;
     bool keyHeld_ = false;
+    bool streamClock_ = false;
 };
 
 #endif

@@ -75,6 +75,27 @@ vqx_bus_call org.freedesktop.DBus.Properties.Get s:com.Orvenda.VQX.Mapper1 s:Ent
 vqx_bus_call Press s:Play > /dev/null && vqx_bus_call Release s:Play > /dev/null || fail "Press and Release of Play were refused"
 vqx_wait_count "$WORK/mapper.log" "press Play: entry totem" 1 || fail "the press of Play did not resolve to totem's entry"
 
+# The mapping edited by hand takes effect without a command: replaced (as sed -i does), then
+# written in place.
+map="$PREFS/OrvendaVQXM1.map"
+cp "$map" "$WORK/original.map"
+sed -i '/^APPL totem$/,/^APPL /s/^ACT Play .*/ACT Play        VOL MUTE 1   0   0  0 0 0 0 OVR/' "$map"
+vqx_wait_count "$WORK/mapper.log" "in force \(files changed\)" 1 || fail "the Mapper did not reload the replaced mapping"
+vqx_bus_call Press s:Play > /dev/null && vqx_bus_call Release s:Play > /dev/null || fail "Press and Release of Play were refused"
+vqx_wait_line "$WORK/record.log" "VOLUME 3 1 0 0$" || fail "the press after the hand edit did not mute"
+cat "$WORK/original.map" > "$map"
+vqx_wait_count "$WORK/mapper.log" "in force \(files changed\)" 2 || fail "the Mapper did not reload the mapping written in place"
+# A damaged mapping keeps the one in force, and says so.
+printf 'MAPVER 2\nAPPL totem\nACT Play KEY zz\n' > "$map"
+vqx_wait_line "$WORK/mapper.log" "reload \(files changed\) failed" || fail "the Mapper did not say that the damaged mapping was refused"
+mutes=$(grep -c "VOLUME 3 1 0 0$" "$WORK/record.log")
+vqx_bus_call Press s:Play > /dev/null && vqx_bus_call Release s:Play > /dev/null || fail "Press and Release of Play were refused"
+sleep 0.3
+[ "$(grep -c "VOLUME 3 1 0 0$" "$WORK/record.log")" -eq "$mutes" ] || fail "the hand edit undone was still in force"
+[ "$(tail -n 1 "$WORK/record.log" | cut -d' ' -f2-)" = "KEY_TAP 00003120 0000" ] ||
+  fail "after the damaged mapping, Play did not give totem's space bar of the mapping in force"
+cat "$WORK/original.map" > "$map"
+
 # SIGTERM: everything released, status 0.
 kill -TERM "$MAPPER_PID"
 status=0
@@ -101,4 +122,22 @@ status=0
 "$APPDIR/vqx-mapper" --replay "$WORK/fast.txt" --replay-fast --front vlc --record "$WORK/fast.rec" > "$WORK/fast.log" 2>&1 || status=$?
 [ "$status" -eq 0 ] || fail "the fast replay ended with status $status"
 [ "$(grep -c 'KEY_TAP 00003120' "$WORK/fast.rec")" -eq 3 ] || fail "the fast replay did not give three taps: $(cat "$WORK/fast.rec")"
+
+# A button held in real time: the global entry's mouse move up (no entry for the front name), its
+# steps 4 x 5 pixels at the press, 250 ms later, then every 50 ms until the release 160 ms after
+# the last frame (ten frames, 108 ms apart).
+vqx_frames "$rem" Up 10 40000 > "$WORK/hold.txt"
+vqx_start_mapper --replay "$WORK/hold.txt" --front nothing-of-this-name --record "$WORK/hold.rec"
+vqx_wait_line "$WORK/mapper.log" "finished" || fail "the real-time replay of a held button did not finish"
+sleep 0.5
+kill -TERM "$MAPPER_PID"
+wait "$MAPPER_PID" || true
+MAPPER_PID=""
+awk '$2 != "MOUSE" || $3 != 1 || $4 != 20 { bad = 1 } END { exit bad }' "$WORK/hold.rec" || fail "the held Up gave other steps: $(head -n 3 "$WORK/hold.rec")"
+steps=$(wc -l < "$WORK/hold.rec")
+[ "$steps" -ge 19 ] && [ "$steps" -le 21 ] || fail "the held Up gave $steps steps, expected 20 (+-1)"
+# Each step on its schedule within 3 ms: the timers are precise.
+awk 'NR == 1 { first = $1 } NR > 1 { want = (NR == 2) ? 250 : 250 + (NR - 2) * 50; late = $1 - first - want;
+     if (late < -3 || late > 3) { print "step " NR " at " $1 - first " ms, expected " want; bad = 1 } } END { exit bad }' \
+  "$WORK/hold.rec" || fail "the held Up's steps were off their schedule"
 echo "PASS"
