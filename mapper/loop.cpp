@@ -6,6 +6,7 @@
 #include <signal.h>
 #include <sys/inotify.h>
 #include <sys/signalfd.h>
+#include <sys/timerfd.h>
 #include <unistd.h>
 
 #include <QCoreApplication>
@@ -30,7 +31,8 @@ struct LOOPmapper {
     DMNdaemon daemon;
     std::unique_ptr<OUTsink> sink;
     std::string outputName;
-    QTimer decide; // fires when the daemon has something due
+    int decideFd = -1; // a timer on the monotonic clock, set to whatever the daemon has due next
+    std::unique_ptr<QSocketNotifier> decideNotifier;
     QTimer debounce; // a burst of file changes becomes one reload
     QTimer replayTimer; // the next replayed sample
     INPdevice device;
@@ -68,13 +70,15 @@ static void schedule(LOOPmapper *m)
         if (replayDue < due)
             due = replayDue;
     }
-    if (due == INT64_MAX) {
-        m->decide.stop();
-        return;
+    // An absolute time on the clock the daemon uses, to the microsecond; zero disarms it.
+    struct itimerspec when = {};
+    if (due != INT64_MAX) {
+        if (due < 1)
+            due = 1;
+        when.it_value.tv_sec = (time_t)(due / 1000000);
+        when.it_value.tv_nsec = (long)(due % 1000000) * 1000;
     }
-    int64_t wait = due - now();
-    int ms = wait <= 0 ? 0 : (int)((wait + 999) / 1000);
-    m->decide.start(ms);
+    timerfd_settime(m->decideFd, TFD_TIMER_ABSTIME, &when, nullptr);
 }
 
 // Feeds the replayed samples whose time has come, each at its own time on the stream's clock.
@@ -468,9 +472,15 @@ int LOOPrun(const LOOPoptions &options)
         DMNload(&m->daemon, now(), "start");
         if (!options.front.empty())
             DMNsetFront(&m->daemon, options.front);
-        m->decide.setSingleShot(true);
-        m->decide.setTimerType(Qt::PreciseTimer);
-        QObject::connect(&m->decide, &QTimer::timeout, [m]() { onDecide(m); });
+        m->decideFd = timerfd_create(CLOCK_MONOTONIC, TFD_NONBLOCK | TFD_CLOEXEC);
+        m->decideNotifier.reset(new QSocketNotifier(m->decideFd, QSocketNotifier::Read));
+        QObject::connect(m->decideNotifier.get(), &QSocketNotifier::activated, [m]() {
+            uint64_t expirations;
+            if (read(m->decideFd, &expirations, sizeof expirations) < 0) {
+                // Nothing to read: the timer was set again before this wake-up was seen.
+            }
+            onDecide(m);
+        });
         watchSignals(m);
         watchFiles(m);
         if (!options.replay.empty()) {
