@@ -41,11 +41,13 @@ public:
         return 2;
     }
     bool chooseFile(const std::vector<std::string> &, std::string &) override { return false; }
-    void note(const std::string &text)
+    // A message counts; it is logged unless it is a trace, which the log has already.
+    void note(const std::string &text, bool logIt = true)
     {
         if (count++ == 0)
             first = text;
-        LOGinfo("files: %s", text.c_str());
+        if (logIt)
+            LOGinfo("files: %s", text.c_str());
     }
 };
 LogPresenter *reading; // the presenter of the read under way, which also counts error traces
@@ -55,7 +57,7 @@ LogPresenter *reading; // the presenter of the read under way, which also counts
 void noteTrace(const char *text)
 {
     if (reading && strncmp(text, "Orvenda VQX ERROR", 17) == 0)
-        reading->note(text);
+        reading->note(text, false);
 }
 } // namespace
 

@@ -11,8 +11,10 @@
 #include <cstring>
 #include <string>
 
+#include "mapper/load.h"
 #include "mapper/log.h"
 #include "mapper/loop.h"
+#include "mapper/synth.h"
 #include "shell/files.h"
 
 static const char *const kUsage
@@ -38,6 +40,29 @@ static const char *const kUsage
       "notifications RLD (reload) and QUI (quit) are obeyed, and so are SIGHUP (reload), SIGTERM and\n"
       "SIGINT (release everything and exit).\n";
 
+// "vqx-mapper frames BUTTON...": the timings of one press of each button of the remote in use, as
+// replay text on standard output, each followed by a quarter second of silence.
+static int printFrames(int argc, char **argv)
+{
+    LOADresult r = LOADread();
+    if (r.status != 0) {
+        fprintf(stderr, "vqx-mapper: the files cannot be read: %s\n", r.why.c_str());
+        return 1;
+    }
+    for (int i = 2; i < argc; i++) {
+        int button = MTABbuttonIndex(r.table, argv[i]);
+        std::vector<uint32_t> frame = button >= 0 ? SYNframe(r.table, button) : std::vector<uint32_t>();
+        if (frame.empty()) {
+            fprintf(
+                stderr, "vqx-mapper: the remote %s has no button %s with timings\n", r.table.remName.c_str(), argv[i]);
+            return 2;
+        }
+        frame.back() = 250000;
+        fputs(SYNtext(frame).c_str(), stdout);
+    }
+    return 0;
+}
+
 // The value of an option that takes one, or exits with a message.
 static const char *value(int argc, char **argv, int *i)
 {
@@ -51,6 +76,13 @@ static const char *value(int argc, char **argv, int *i)
 int main(int argc, char **argv)
 {
     LOOPoptions options;
+    if (argc > 1 && strcmp(argv[1], "frames") == 0) {
+        static char self[PATH_MAX];
+        ssize_t n = readlink("/proc/self/exe", self, sizeof self - 1);
+        self[n > 0 ? n : 0] = '\0';
+        mainArgs0 = n > 0 ? self : argv[0];
+        return printFrames(argc, argv);
+    }
     for (int i = 1; i < argc; i++) {
         const char *a = argv[i];
         if (strcmp(a, "--help") == 0 || strcmp(a, "-h") == 0) {

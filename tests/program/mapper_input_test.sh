@@ -123,6 +123,14 @@ status=0
 [ "$status" -eq 0 ] || fail "the fast replay ended with status $status"
 [ "$(grep -c 'KEY_TAP 00003120' "$WORK/fast.rec")" -eq 3 ] || fail "the fast replay did not give three taps: $(cat "$WORK/fast.rec")"
 
+# The Mapper's own replay text of the remote's buttons decodes to the same buttons.
+"$APPDIR/vqx-mapper" frames Play Menu Play > "$WORK/own.txt" || fail "vqx-mapper frames failed"
+"$APPDIR/vqx-mapper" frames NoSuchButton > /dev/null 2>&1 && fail "vqx-mapper frames took an unknown button"
+"$APPDIR/vqx-mapper" --replay "$WORK/own.txt" --replay-fast --front vlc --record "$WORK/own.rec" > "$WORK/own.log" 2>&1 ||
+  fail "the replay of vqx-mapper frames failed"
+[ "$(cut -d' ' -f2- "$WORK/own.rec" | tr '\n' ,)" = "KEY_TAP 00003120 0000,KEY_TAP 00000366 0000,KEY_TAP 00003120 0000," ] ||
+  fail "the replay of vqx-mapper frames gave: $(cat "$WORK/own.rec")"
+
 # A button held in real time: the global entry's mouse move up (no entry for the front name), its
 # steps 4 x 5 pixels at the press, 250 ms later, then every 50 ms until the release 160 ms after
 # the last frame (ten frames, 108 ms apart).
