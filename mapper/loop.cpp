@@ -19,6 +19,7 @@
 
 #include "mapper/bus.h"
 #include "mapper/daemon.h"
+#include "mapper/desktop.h"
 #include "mapper/input.h"
 #include "mapper/log.h"
 #include "mapper/record.h"
@@ -431,7 +432,8 @@ static bool startReplay(LOOPmapper *m)
 
 static bool makeOutput(LOOPmapper *m)
 {
-    if (m->options.output == "record") {
+    // --record alone asks for the recording output.
+    if (m->options.output == "record" || (m->options.output.empty() && !m->options.record.empty())) {
         OUTrecord *record = new OUTrecord(m->options.record, m->options.replayFast);
         m->sink.reset(record);
         m->outputName = "record";
@@ -441,8 +443,21 @@ static bool makeOutput(LOOPmapper *m)
             m->options.record.empty() ? "the log" : m->options.record.c_str());
         return true;
     }
-    LOGinfo("output: \"%s\" is not available in this version (available: record)", m->options.output.c_str());
-    return false;
+    std::string want = m->options.output.empty() ? "auto" : m->options.output;
+    if (want != "auto" && want != "uinput" && want != "xtest") {
+        LOGinfo("output: \"%s\" is not a way of output (auto, uinput, xtest or record)", want.c_str());
+        return false;
+    }
+    std::string why;
+    OUTdesktop *desktop = DSKopen(want, &why);
+    if (!desktop) {
+        LOGinfo("output: %s cannot be used: %s", want.c_str(), why.c_str());
+        return false;
+    }
+    m->sink.reset(desktop);
+    m->outputName = desktop->name();
+    LOGinfo("output: %s", why.c_str());
+    return true;
 }
 
 int LOOPrun(const LOOPoptions &options)

@@ -11,7 +11,7 @@ struct LOOPoptions {
     std::string input; // --input: overrides the configuration's INT ("" = use INT)
     std::string replay; // --replay FILE
     bool replayFast = false; // --replay-fast: the file's own clock, exit at its end
-    std::string output = "record"; // --output
+    std::string output; // --output: auto (the default), uinput, xtest or record
     std::string record; // --record FILE: where the recording output writes
     std::vector<std::string> front; // --front NAME: the front application's name, fixed
     int64_t releaseAfterMs = 160; // --release-after
