@@ -21,8 +21,8 @@
 #include "bench/bench_files.h"
 #include "mapper/daemon.h"
 #include "mapper/input.h"
-#include "shell/files.h"
 #include "mapperlink/notify.h"
+#include "shell/files.h"
 
 static std::string work;
 
@@ -135,7 +135,7 @@ public:
         lastPerformed = DMNclock();
         steps++;
     }
-    void releaseAll(int64_t) override {}
+    void releaseAll(int64_t) override { }
 };
 
 static void put(int fd, uint32_t word)
@@ -192,7 +192,7 @@ int main(int argc, char **argv)
         DMNinit(&daemon, &sink);
         if (DMNload(&daemon, DMNclock(), "measure") != 0)
             return 1;
-        DMNsetFront(&daemon, {"Application 0"});
+        DMNsetFront(&daemon, { "Application 0" });
         INPdevice dev;
         INPadopt(&dev, pipeFds[0]);
         std::vector<double> inside;
@@ -222,7 +222,7 @@ int main(int argc, char **argv)
         std::sort(inside.begin(), inside.end());
         printf("read of the last mark to the step handed to the output (in process), %zu presses: median %.1f us, "
                "p99 %.1f us, max %.1f us\n",
-               inside.size(), inside[inside.size() / 2], inside[inside.size() * 99 / 100], inside.back());
+            inside.size(), inside[inside.size() / 2], inside[inside.size() * 99 / 100], inside.back());
         close(pipeFds[0]);
         close(pipeFds[1]);
     }
@@ -263,7 +263,8 @@ int main(int argc, char **argv)
     }
     std::sort(latencies.begin(), latencies.end());
     if (!latencies.empty())
-        printf("last mark written into the FIFO to the step recorded by the running Mapper, %zu presses: median %.0f us, p99 %.0f us, max %.0f us\n",
+        printf("last mark written into the FIFO to the step recorded by the running Mapper, %zu presses: median %.0f "
+               "us, p99 %.0f us, max %.0f us\n",
             latencies.size(), latencies[latencies.size() / 2], latencies[latencies.size() * 99 / 100],
             latencies.back());
     printf("resident memory after the presses: %ld kB\n", statusField(pid, nullptr, "VmRSS:"));
@@ -283,7 +284,8 @@ int main(int argc, char **argv)
     std::sort(reloads.begin(), reloads.end());
     std::string text = readText(log);
     size_t at = text.rfind("in force (RLD) in ");
-    printf("RLD to the new mapping in force (RLD posted to the line seen in the log, 0.1 ms polling): median %.1f ms; the Mapper's "
+    printf("RLD to the new mapping in force (RLD posted to the line seen in the log, 0.1 ms polling): median %.1f ms; "
+           "the Mapper's "
            "own figure for the last: %s",
         reloads[reloads.size() / 2],
         at == std::string::npos ? "none\n" : text.substr(at + 18, text.find('\n', at) - at - 17).c_str());
@@ -291,6 +293,54 @@ int main(int argc, char **argv)
     int status = 0;
     waitpid(pid, &status, 0);
     printf("exit status after SIGTERM: %d\n", WIFEXITED(status) ? WEXITSTATUS(status) : -1);
+
+    // Repeats in real time: Button0 held for three seconds (NEC frames every 108 ms) gives the
+    // global entry's mouse move at the press, 250 ms later and then every 50 ms; each step's
+    // lateness against that schedule, counted from the press step.
+    std::string hold;
+    for (int f = 0; f < 28; f++) {
+        std::vector<uint32_t> d = frameOf(0);
+        uint32_t used = 0;
+        for (size_t k = 0; k < d.size(); k++) {
+            hold += (k % 2 == 0 ? "pulse " : "space ") + std::to_string(d[k]) + "\n";
+            used += d[k];
+        }
+        hold += "space " + std::to_string(108000 - used) + "\n";
+    }
+    writeText(work + "/hold.txt", hold);
+    std::string holdRecord = work + "/hold.rec";
+    pid = fork();
+    if (pid == 0) {
+        int out = open(log.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600);
+        dup2(out, 2);
+        execl(argv[1], argv[1], "--replay", (work + "/hold.txt").c_str(), "--record", holdRecord.c_str(), "--front",
+            "Application 0", (char *)nullptr);
+        _exit(127);
+    }
+    waitFor(log, "finished (", 1, 10000);
+    usleep(400000);
+    kill(pid, SIGTERM);
+    waitpid(pid, &status, 0);
+    std::vector<double> late;
+    std::string steps = readText(holdRecord);
+    double first = -1;
+    int n = 0;
+    for (size_t pos = 0; pos < steps.size(); n++) {
+        double ms = atof(steps.c_str() + pos);
+        if (first < 0)
+            first = ms;
+        else
+            late.push_back(ms - first - (250.0 + 50.0 * (n - 1)));
+        pos = steps.find('\n', pos);
+        pos = pos == std::string::npos ? steps.size() : pos + 1;
+    }
+    std::vector<double> absolute;
+    for (double l : late)
+        absolute.push_back(l < 0 ? -l : l);
+    std::sort(absolute.begin(), absolute.end());
+    if (!absolute.empty())
+        printf("repeats of a held button, %zu steps: off their schedule by median %.2f ms, at most %.2f ms\n",
+            absolute.size(), absolute[absolute.size() / 2], absolute.back());
     std::string cmd = "rm -rf '" + work + "'";
     if (system(cmd.c_str()) != 0)
         return 1;
