@@ -331,6 +331,31 @@ TEST(ScriptsTest, StopInterruptsALoopThatCatchesErrors)
     EXPECT_FALSE(contains(log.text(), "left to end on its own")) << log.text();
 }
 
+TEST(ScriptsTest, StopReturnsWhenAScriptIsBlockedOutsideTheInterpreterAndTheNextWorkerWaitsForIt)
+{
+    TempFolder dir;
+    std::string blocked = dir.file("blocked.lua"), started = dir.file("started");
+    std::string next = dir.file("next.lua"), marker = dir.file("marker");
+    writeFile(blocked, writeMarker(started, "1") + "os.execute('sleep 2')\n");
+    writeFile(next, writeMarker(marker, "1"));
+    LogCapture log;
+    SCWworker *worker = SCWstart();
+    Clock::time_point t0 = Clock::now();
+    SCWrun(worker, blocked);
+    ASSERT_TRUE(waitFor([&] { return fileExists(started); }, std::chrono::seconds(5)));
+    Clock::time_point t1 = Clock::now();
+    SCWstop(worker);
+    auto took = std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - t1);
+    EXPECT_LT(took.count(), 1500);
+    EXPECT_TRUE(contains(log.text(), "script " + blocked + ": still running after the stop")) << log.text();
+    // The interpreter is still in use: a new worker runs its script once the blocked one is over.
+    Worker w;
+    SCWrun(w.worker, next);
+    ASSERT_TRUE(waitFor([&] { return fileExists(marker); }, std::chrono::seconds(5)));
+    auto waited = std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - t0);
+    EXPECT_GE(waited.count(), 1900);
+}
+
 TEST(ScriptsTest, StopDropsTheQueuedScripts)
 {
     TempFolder dir;
