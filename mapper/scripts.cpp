@@ -156,8 +156,8 @@ static void stopHook(lua_State *L, lua_Debug *)
 // is checked first, and the failure is given back in the interpreter's words.
 static bool loadScript(lua_State *L, const std::string &path, OSAID *id, std::string *why)
 {
-    FSSpec spec;
-    if (path.empty() || path.size() >= sizeof spec.path) {
+    FSSpec file;
+    if (path.empty() || path.size() >= sizeof file.path) {
         *why = path.empty() ? "no file named" : "the path is too long";
         return false;
     }
@@ -201,8 +201,8 @@ static bool loadScript(lua_State *L, const std::string &path, OSAID *id, std::st
         }
         lua_pop(L, 1);
     }
-    snprintf(spec.path, sizeof spec.path, "%s", path.c_str());
-    int err = LoadScript(&spec, id);
+    snprintf(file.path, sizeof file.path, "%s", path.c_str());
+    int err = LoadScript(&file, id);
     if (err != 0) {
         *why = "the script runner could not load it (code " + std::to_string(err) + ")";
         return false;
