@@ -130,10 +130,15 @@ static void connectionFailed(VOLcontrol *c, const char *reason)
         logNoServer(c);
         c->queue.clear();
     }
-    struct timeval tv;
-    pa_gettimeofday(&tv);
-    pa_timeval_add(&tv, kRetryUsec);
-    c->retry = c->api->time_new(c->api, &tv, retryTimer, c);
+    if (c->context) {
+        // The failed context still knows the main loop: its timers follow the monotonic clock.
+        c->retry = pa_context_rttime_new(c->context, pa_rtclock_now() + kRetryUsec, retryTimer, c);
+    } else {
+        struct timeval tv;
+        pa_gettimeofday(&tv);
+        pa_timeval_add(&tv, kRetryUsec);
+        c->retry = c->api->time_new(c->api, &tv, retryTimer, c);
+    }
 }
 
 static void runQueue(VOLcontrol *c)
@@ -143,6 +148,17 @@ static void runQueue(VOLcontrol *c)
         c->queue.pop_front();
         runAction(c, a);
     }
+}
+
+// Equal but for the rounding a server may apply to what it was asked for.
+static bool sameVolume(const pa_cvolume &a, const pa_cvolume &b)
+{
+    if (a.channels != b.channels)
+        return false;
+    for (unsigned i = 0; i < a.channels; i++)
+        if (a.values[i] + 2 < b.values[i] || b.values[i] + 2 < a.values[i])
+            return false;
+    return true;
 }
 
 static void sinkInfo(pa_context *, const pa_sink_info *i, int eol, void *userdata)
@@ -166,7 +182,7 @@ static void sinkInfo(pa_context *, const pa_sink_info *i, int eol, void *userdat
     }
     if (c->fadeTimer && i->index != c->sinkIndex)
         stopFade(c);
-    bool external = !c->sinkKnown || i->index != c->sinkIndex || !pa_cvolume_equal(&i->volume, &c->lastSent);
+    bool external = !c->sinkKnown || i->index != c->sinkIndex || !sameVolume(i->volume, c->lastSent);
     c->sinkIndex = i->index;
     c->volume = i->volume;
     c->muted = i->mute != 0;
