@@ -20,7 +20,9 @@
 
 #include "bench/bench_files.h"
 #include "mapper/daemon.h"
+#include "mapper/desktop.h"
 #include "mapper/input.h"
+#include "mapper/uinput.h"
 #include "mapperlink/notify.h"
 #include "shell/files.h"
 
@@ -138,6 +140,62 @@ public:
     void releaseAll(int64_t) override { }
 };
 
+// Passes each step to a real output and notes when it has been handed over (the output's events
+// written: to the uinput descriptor, or flushed to the X server).
+class TimedSink : public OUTsink {
+public:
+    OUTsink *inner;
+    int64_t lastPerformed = 0;
+    long steps = 0;
+    explicit TimedSink(OUTsink *o)
+        : inner(o)
+    {
+    }
+    const char *name() const override { return inner->name(); }
+    void perform(const OUTstep &step, int64_t now) override
+    {
+        inner->perform(step, now);
+        lastPerformed = DMNclock();
+        steps++;
+    }
+    void releaseAll(int64_t now) override { inner->releaseAll(now); }
+};
+
+// Presses alternating between Button9 and Button19 (the global entry's Ctrl+Return, with nobody
+// in front) fed in this process to a real output; the time from the last mark's sample to the
+// key events written, per press.
+static void measureOutput(const char *what, OUTsink *output, int frames, int drainFd)
+{
+    TimedSink sink(output);
+    DMNdaemon daemon;
+    DMNinit(&daemon, &sink);
+    if (DMNload(&daemon, DMNclock(), "measure") != 0)
+        return;
+    std::vector<double> times;
+    for (int i = 0; i < frames; i++) {
+        std::vector<uint32_t> d = frameOf(i % 2 ? 19 : 9);
+        int64_t t = DMNclock();
+        DMNsample(&daemon, SMPsample { SMP_SPACE, 40000 }, t);
+        for (size_t k = 0; k + 1 < d.size(); k++)
+            DMNsample(&daemon, SMPsample { k % 2 == 0 ? SMP_PULSE : SMP_SPACE, d[k] }, t);
+        long before = sink.steps;
+        int64_t t0 = DMNclock();
+        DMNsample(&daemon, SMPsample { SMP_PULSE, d.back() }, t0);
+        if (sink.steps != before + 1) {
+            fprintf(stderr, "%s: frame %d gave %ld steps\n", what, i, sink.steps - before);
+            return;
+        }
+        times.push_back((double)(sink.lastPerformed - t0));
+        char drain[65536];
+        while (drainFd >= 0 && read(drainFd, drain, sizeof drain) > 0) { }
+    }
+    DMNreleaseAll(&daemon, DMNclock());
+    std::sort(times.begin(), times.end());
+    printf("last mark's sample to the key events written (%s, in process), %zu presses: median %.1f us, p99 %.1f "
+           "us, max %.1f us\n",
+        what, times.size(), times[times.size() / 2], times[times.size() * 99 / 100], times.back());
+}
+
 static void put(int fd, uint32_t word)
 {
     if (write(fd, &word, 4) != 4) {
@@ -225,6 +283,30 @@ int main(int argc, char **argv)
             inside.size(), inside[inside.size() / 2], inside[inside.size() * 99 / 100], inside.back());
         close(pipeFds[0]);
         close(pipeFds[1]);
+    }
+
+    // The real outputs in this process: the uinput device's events written to a pipe (the same
+    // writes as to /dev/uinput), and XTest where there is an X server.
+    {
+        int pipeFds[2];
+        if (pipe2(pipeFds, O_NONBLOCK) == 0) {
+            OUTdesktop uinput(UINonDescriptor(pipeFds[1]), nullptr, nullptr, nullptr);
+            measureOutput("uinput on a pipe", &uinput, frames, pipeFds[0]);
+            close(pipeFds[0]);
+            close(pipeFds[1]);
+        }
+        std::string why;
+        if (getenv("DISPLAY")) {
+            INJdevice *xtest = INJopenXTest(&why);
+            if (xtest) {
+                OUTdesktop desktop(xtest, nullptr, nullptr, nullptr);
+                measureOutput("xtest, flushed to the X server", &desktop, frames, -1);
+            } else {
+                printf("xtest: %s\n", why.c_str());
+            }
+        } else {
+            printf("xtest: no X server (run under xvfb-run)\n");
+        }
     }
 
     // Idle: nothing arrives, nothing should wake the Mapper.

@@ -55,8 +55,9 @@ printf '[Desktop Entry]\nType=Application\nName=Marker\nExec=sh -c "echo ran > %
   echo "ACT Up          LAUNCH \"$files/marker.desktop\"   0   0  0 0 OVR"
   echo "ACT Digit0      VOL SET 127   0   0  0 0 1 0 OVR"
   echo "ACT Play        SCR \"$files/slow.lua\"   0   0  0 0 OVR"
-  # x, one tap.
+  # x, one tap; z held down for the desktop's own key repeat.
   echo "ACT Stop        KEY 00000778 0000  -1  -1 -1 -1 OVR"
+  echo "ACT Pause       KEY 0000067a 0000   0   0  0 0 OVR"
 } > "$PREFS/OrvendaVQXM1.map"
 
 "$APPDIR/../tests/vqx-test-window" "$out" 2> "$WORK/window.err" &
@@ -94,4 +95,21 @@ status=0
 wait "$MAPPER_PID" || status=$?
 MAPPER_PID=""
 [ "$status" -eq 0 ] || fail "the Mapper ended with status $status on SIGTERM"
+
+# A key held down when the Mapper is told to end is let go: z held by frames for seconds, SIGTERM
+# while it is down, and the window's last word on z is its release.
+vqx_frames "$rem" Pause 40 40000 > "$WORK/hold.txt"
+vqx_start_mapper --output xtest --replay "$WORK/hold.txt" --front act
+vqx_wait_line "$out" "^key z 0x0 " || fail "the held z did not arrive"
+sleep 0.3
+kill -TERM "$MAPPER_PID"
+status=0
+wait "$MAPPER_PID" || status=$?
+MAPPER_PID=""
+[ "$status" -eq 0 ] || fail "the Mapper ended with status $status on SIGTERM while z was held"
+sleep 0.5
+lines=$(wc -l < "$out")
+sleep 0.5
+[ "$(wc -l < "$out")" -eq "$lines" ] || fail "keys still came after the Mapper ended: $(tail -n 3 "$out")"
+grep -E '^key(up)? z ' "$out" | tail -n 1 | grep -q '^keyup z ' || fail "z was not let go when the Mapper ended: $(grep -E '^key(up)? z ' "$out" | tail -n 2)"
 echo "PASS"
