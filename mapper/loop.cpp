@@ -112,6 +112,16 @@ static void onDecide(LOOPmapper *m)
 
 static void watchDeviceFolder(LOOPmapper *m);
 
+// Stops reading the receiver; the notifier may be the one whose signal is running, so it goes
+// when the loop is back.
+static void stopReading(LOOPmapper *m)
+{
+    if (!m->deviceNotifier)
+        return;
+    m->deviceNotifier->setEnabled(false);
+    m->deviceNotifier.release()->deleteLater();
+}
+
 static void onDeviceReadable(LOOPmapper *m)
 {
     std::vector<SMPsample> samples;
@@ -120,7 +130,7 @@ static void onDeviceReadable(LOOPmapper *m)
     for (const SMPsample &s : samples)
         DMNsample(&m->daemon, s, t);
     if (status < 0) {
-        m->deviceNotifier.reset();
+        stopReading(m);
         DMNreleaseAll(&m->daemon, t);
         if (m->device.path.empty()) {
             LOGinfo("input: %s closed", m->inputName.c_str());
@@ -189,7 +199,7 @@ static void onDeviceFolderEvent(LOOPmapper *m)
     if (m->device.fd >= 0) {
         // A FIFO standing in for a receiver gives no end of file when it is removed.
         if (removed && !m->autoReceiver) {
-            m->deviceNotifier.reset();
+            stopReading(m);
             INPclose(&m->device);
             DMNreleaseAll(&m->daemon, now());
             LOGinfo("input: %s is gone; waiting for it to come back", m->inputName.c_str());

@@ -104,6 +104,22 @@ MAPPER_PID=""
 [ "$status" -eq 0 ] || fail "the Mapper ended with status $status on SIGTERM"
 grep -q "quitting (SIGTERM)" "$WORK/mapper.log" || fail "the Mapper did not say it quit on SIGTERM"
 
+# An inherited descriptor: frames from a pipe whose writer then ends; the Mapper says so, has
+# performed the press, and goes on answering on the bus until it is told to end.
+mkfifo "$WORK/pipe"
+(exec "$APPDIR/vqx-mapper" --input fd:0 --front vlc --record "$WORK/pipe.rec" < "$WORK/pipe" > "$WORK/mapper.log" 2>&1) &
+MAPPER_PID=$!
+vqx_frames "$rem" Menu 1 40000 | words > "$WORK/pipe"
+vqx_wait_line "$WORK/mapper.log" "input: fd:0 closed" || fail "the end of the pipe was not noticed"
+vqx_wait_line "$WORK/pipe.rec" "KEY_TAP 00000366 0000$" || fail "the frame from the pipe was not performed"
+vqx_bus_call org.freedesktop.DBus.Properties.Get s:com.Orvenda.VQX.Mapper1 s:Input | grep -q "^ok fd:0$" ||
+  fail "the Mapper reading a pipe did not answer after its end"
+kill -TERM "$MAPPER_PID"
+status=0
+wait "$MAPPER_PID" || status=$?
+MAPPER_PID=""
+[ "$status" -eq 0 ] || fail "the Mapper reading a pipe ended with status $status"
+
 # Replay files that are not timings: random bytes, huge numbers, negative values.
 head -c 65536 /dev/urandom > "$WORK/random.txt"
 printf 'pulse 99999999999999999999\nspace -5\npulse -1\nspace 4294967296\npulse\nwhatever 12\n+9000 -4500\n' > "$WORK/numbers.txt"
