@@ -2,7 +2,6 @@
 // message they raise, then brings the mapping in line with the remote and compiles the table.
 #include "mapper/load.h"
 
-#include <malloc.h>
 #include <sys/stat.h>
 
 #include <cstdio>
@@ -121,10 +120,8 @@ LOADresult LOADread(void)
     result.table.remName = remFileName;
     result.table.input = adapterName;
     result.signature = LOADcurrentSignature(result.table);
-    // The model is not needed once compiled: free it so that nothing refers to it by accident,
-    // and give its pages back (a large mapping's records take some megabytes while read).
+    // The model is not needed once compiled: free it so that nothing refers to it by accident.
     MAPreset();
     REMreset();
-    malloc_trim(0);
     return result;
 }

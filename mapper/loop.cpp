@@ -3,6 +3,7 @@
 // editor's "command" notifications. Everything runs on this one thread.
 #include "mapper/loop.h"
 
+#include <malloc.h>
 #include <signal.h>
 #include <sys/inotify.h>
 #include <sys/signalfd.h>
@@ -35,6 +36,7 @@ struct LOOPmapper {
     int decideFd = -1; // a timer on the monotonic clock, set to whatever the daemon has due next
     std::unique_ptr<QSocketNotifier> decideNotifier;
     QTimer debounce; // a burst of file changes becomes one reload
+    QTimer trim; // gives the pages of a reading back once the new mapping is in force
     QTimer replayTimer; // the next replayed sample
     INPdevice device;
     std::string inputName; // what the Input property shows
@@ -106,6 +108,14 @@ static void onDecide(LOOPmapper *m)
         replayDue(m, t);
     DMNexpire(&m->daemon, t);
     schedule(m);
+}
+
+// A large mapping's records take some megabytes of heap while read; they are given back a second
+// after the mapping is in force, so that the trim (which takes longer than the reading) never
+// delays the reload itself.
+static void trimSoon(LOOPmapper *m)
+{
+    m->trim.start();
 }
 
 // ---- the receiver -------------------------------------------------------------------------------
@@ -283,8 +293,11 @@ static void onFilesSettled(LOOPmapper *m)
     if (m->daemon.haveTable && !DMNfilesChanged(&m->daemon))
         return;
     bool hadTable = m->daemon.haveTable;
-    if (DMNload(&m->daemon, now(), "files changed") == 0 && !hadTable && m->inputName.empty())
-        startInput(m);
+    if (DMNload(&m->daemon, now(), "files changed") == 0) {
+        trimSoon(m);
+        if (!hadTable && m->inputName.empty())
+            startInput(m);
+    }
     schedule(m);
 }
 
@@ -362,8 +375,11 @@ int LOOPrelease(LOOPmapper *m, const std::string &button)
 void LOOPreload(LOOPmapper *m, const char *reason)
 {
     bool hadTable = m->daemon.haveTable;
-    if (DMNload(&m->daemon, now(), reason) == 0 && !hadTable && m->inputName.empty())
-        startInput(m);
+    if (DMNload(&m->daemon, now(), reason) == 0) {
+        trimSoon(m);
+        if (!hadTable && m->inputName.empty())
+            startInput(m);
+    }
     schedule(m);
 }
 
@@ -494,7 +510,11 @@ int LOOPrun(const LOOPoptions &options)
     } else {
         m->daemon.releaseAfterUs = options.releaseAfterMs * 1000;
         DMNinit(&m->daemon, m->sink.get());
+        m->trim.setSingleShot(true);
+        m->trim.setInterval(1000);
+        QObject::connect(&m->trim, &QTimer::timeout, []() { malloc_trim(0); });
         DMNload(&m->daemon, now(), "start");
+        trimSoon(m);
         if (!options.front.empty())
             DMNsetFront(&m->daemon, options.front);
         m->decideFd = timerfd_create(CLOCK_MONOTONIC, TFD_NONBLOCK | TFD_CLOEXEC);

@@ -236,6 +236,7 @@ int main(int argc, char **argv)
         fprintf(stderr, "the Mapper did not start:\n%s", readText(log).c_str());
         return 1;
     }
+    sleep(2); // settled: the pages of the reading are given back a second after it
     printf("resident memory after start (20 x 99 mapping): %ld kB\n", statusField(pid, nullptr, "VmRSS:"));
 
     // In this process, the Mapper's own modules: a frame's words in a pipe, from the read that
@@ -371,6 +372,8 @@ int main(int argc, char **argv)
            "own figure for the last: %s",
         reloads[reloads.size() / 2],
         at == std::string::npos ? "none\n" : text.substr(at + 18, text.find('\n', at) - at - 17).c_str());
+    sleep(2);
+    printf("resident memory after the reloads: %ld kB\n", statusField(pid, nullptr, "VmRSS:"));
     kill(pid, SIGTERM);
     int status = 0;
     waitpid(pid, &status, 0);
