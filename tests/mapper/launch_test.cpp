@@ -18,22 +18,6 @@ using Clock = std::chrono::steady_clock;
 
 namespace {
 
-struct TempFolder {
-    std::string path;
-    TempFolder()
-    {
-        char pattern[] = "/tmp/vqx-launch-XXXXXX";
-        path = mkdtemp(pattern) ? pattern : "";
-    }
-    ~TempFolder()
-    {
-        std::error_code ec;
-        if (!path.empty())
-            fs::remove_all(path, ec);
-    }
-    std::string file(const std::string &name) const { return path + "/" + name; }
-};
-
 // Waits up to `limit` for the file to hold `text`.
 bool waitForContent(const std::string &path, const std::string &text, std::chrono::milliseconds limit)
 {
@@ -68,7 +52,7 @@ struct RecordDocuments {
 
 TEST(LaunchTest, AnExecutableIsStartedDetachedAndRuns)
 {
-    TempFolder dir;
+    TestFolder dir;
     std::string program = dir.file("slow-program"), marker = dir.file("marker");
     writeFile(program, "#!/bin/sh\nsleep 0.5\necho ran > '" + marker + "'\n");
     ASSERT_EQ(chmod(program.c_str(), 0755), 0);
@@ -86,7 +70,7 @@ TEST(LaunchTest, AnExecutableIsStartedDetachedAndRuns)
 
 TEST(LaunchTest, ADesktopEntryIsStartedByItsExecLine)
 {
-    TempFolder dir;
+    TestFolder dir;
     std::string entry = dir.file("writer.desktop"), marker = dir.file("marker");
     writeFile(entry,
         "[Desktop Entry]\nType=Application\nName=Writer\nExec=/bin/sh -c \"echo from the entry > '" + marker
@@ -99,7 +83,7 @@ TEST(LaunchTest, ADesktopEntryIsStartedByItsExecLine)
 
 TEST(LaunchTest, ADocumentGoesToTheDesktopsHandler)
 {
-    TempFolder dir;
+    TestFolder dir;
     std::string document = dir.file("notes.txt");
     writeFile(document, "not a program\n");
     RecordDocuments documents;
@@ -110,7 +94,7 @@ TEST(LaunchTest, ADocumentGoesToTheDesktopsHandler)
 
 TEST(LaunchTest, AMissingPathIsAnError)
 {
-    TempFolder dir;
+    TestFolder dir;
     std::string missing = dir.file("no-such-program");
     RecordDocuments documents;
     EXPECT_EQ(VQXLAUNCHopenPath(missing.c_str()), kLaunchFileNotFound);

@@ -34,22 +34,6 @@ using Clock = std::chrono::steady_clock;
 
 namespace {
 
-struct TempFolder {
-    std::string path;
-    TempFolder()
-    {
-        char pattern[] = "/tmp/vqx-scripts-XXXXXX";
-        path = mkdtemp(pattern) ? pattern : "";
-    }
-    ~TempFolder()
-    {
-        std::error_code ec;
-        if (!path.empty())
-            fs::remove_all(path, ec);
-    }
-    std::string file(const std::string &name) const { return path + "/" + name; }
-};
-
 // Standard error sent to a file for the lifetime of the object, so that the log can be read
 // while the worker writes it; what was captured is passed on to the real standard error at the end.
 class LogCapture {
@@ -197,7 +181,7 @@ const char *fakeServerConnection = "vqx-test-notifications";
 
 TEST(ScriptsTest, AScriptRunsAndWritesItsMarker)
 {
-    TempFolder dir;
+    TestFolder dir;
     std::string marker = dir.file("marker"), script = dir.file("marker.lua");
     writeFile(script, writeMarker(marker, "written by the script"));
     Worker w;
@@ -209,7 +193,7 @@ TEST(ScriptsTest, AScriptRunsAndWritesItsMarker)
 
 TEST(ScriptsTest, ASyntaxErrorIsLoggedInTheInterpretersWordsAndTheWorkerGoesOn)
 {
-    TempFolder dir;
+    TestFolder dir;
     std::string bad = dir.file("bad.lua"), good = dir.file("good.lua"), marker = dir.file("marker");
     writeFile(bad, "x = = 1\n");
     writeFile(good, writeMarker(marker, "ok"));
@@ -227,7 +211,7 @@ TEST(ScriptsTest, ASyntaxErrorIsLoggedInTheInterpretersWordsAndTheWorkerGoesOn)
 
 TEST(ScriptsTest, AnErrorWhileRunningIsLoggedAndTheWorkerGoesOn)
 {
-    TempFolder dir;
+    TestFolder dir;
     std::string failing = dir.file("fails.lua"), good = dir.file("good.lua"), marker = dir.file("marker");
     writeFile(failing, "local n = 42\nerror('gave up at ' .. n)\n");
     writeFile(good, writeMarker(marker, "ok"));
@@ -244,7 +228,7 @@ TEST(ScriptsTest, AnErrorWhileRunningIsLoggedAndTheWorkerGoesOn)
 
 TEST(ScriptsTest, AMissingScriptIsLoggedAndTheWorkerGoesOn)
 {
-    TempFolder dir;
+    TestFolder dir;
     std::string missing = dir.file("missing.lua"), good = dir.file("good.lua"), marker = dir.file("marker");
     writeFile(good, writeMarker(marker, "ok"));
     LogCapture log;
@@ -259,7 +243,7 @@ TEST(ScriptsTest, AMissingScriptIsLoggedAndTheWorkerGoesOn)
 
 TEST(ScriptsTest, BusyWhileASlowScriptRunsAndNotAfter)
 {
-    TempFolder dir;
+    TestFolder dir;
     std::string slow = dir.file("slow.lua"), started = dir.file("started"), done = dir.file("done");
     writeFile(slow, writeMarker(started, "1") + busyFor(0.3) + writeMarker(done, "1"));
     Worker w;
@@ -276,7 +260,7 @@ TEST(ScriptsTest, BusyWhileASlowScriptRunsAndNotAfter)
 
 TEST(ScriptsTest, RunReturnsAtOnceWhileAScriptRunsAndTheNextRunsAfterIt)
 {
-    TempFolder dir;
+    TestFolder dir;
     std::string slow = dir.file("slow.lua"), next = dir.file("next.lua");
     std::string started = dir.file("started"), done = dir.file("done"), order = dir.file("order");
     writeFile(slow, writeMarker(started, "1") + busyFor(0.3) + writeMarker(done, "1"));
@@ -299,7 +283,7 @@ TEST(ScriptsTest, RunReturnsAtOnceWhileAScriptRunsAndTheNextRunsAfterIt)
 
 TEST(ScriptsTest, StopInterruptsAnEndlessLoopWithinTwoSeconds)
 {
-    TempFolder dir;
+    TestFolder dir;
     std::string loop = dir.file("loop.lua"), started = dir.file("started");
     writeFile(loop, writeMarker(started, "1") + "while true do end\n");
     LogCapture log;
@@ -317,7 +301,7 @@ TEST(ScriptsTest, StopInterruptsAnEndlessLoopWithinTwoSeconds)
 
 TEST(ScriptsTest, StopInterruptsALoopThatCatchesErrors)
 {
-    TempFolder dir;
+    TestFolder dir;
     std::string loop = dir.file("stubborn.lua"), started = dir.file("started");
     writeFile(loop, writeMarker(started, "1") + "while true do pcall(function() while true do end end) end\n");
     LogCapture log;
@@ -333,7 +317,7 @@ TEST(ScriptsTest, StopInterruptsALoopThatCatchesErrors)
 
 TEST(ScriptsTest, StopReturnsWhenAScriptIsBlockedOutsideTheInterpreterAndTheNextWorkerWaitsForIt)
 {
-    TempFolder dir;
+    TestFolder dir;
     std::string blocked = dir.file("blocked.lua"), started = dir.file("started");
     std::string next = dir.file("next.lua"), marker = dir.file("marker");
     writeFile(blocked, writeMarker(started, "1") + "os.execute('sleep 2')\n");
@@ -358,7 +342,7 @@ TEST(ScriptsTest, StopReturnsWhenAScriptIsBlockedOutsideTheInterpreterAndTheNext
 
 TEST(ScriptsTest, StopDropsTheQueuedScripts)
 {
-    TempFolder dir;
+    TestFolder dir;
     std::string loop = dir.file("loop.lua"), started = dir.file("started");
     std::string queued = dir.file("queued.lua"), marker = dir.file("marker");
     writeFile(loop, writeMarker(started, "1") + "while true do end\n");
@@ -375,7 +359,7 @@ TEST(ScriptsTest, StopDropsTheQueuedScripts)
 
 TEST(ScriptsTest, VqxLogWritesALogLine)
 {
-    TempFolder dir;
+    TestFolder dir;
     std::string script = dir.file("log.lua"), marker = dir.file("marker");
     writeFile(script, "vqx.log('volume is ' .. (3 * 7))\n" + writeMarker(marker, "1"));
     LogCapture log;
@@ -399,7 +383,7 @@ TEST(ScriptsTest, VqxAlertBecomesADesktopNotificationAndALogLine)
         ASSERT_TRUE(bus.registerService(QStringLiteral("org.freedesktop.Notifications")))
             << bus.lastError().message().toStdString();
     }
-    TempFolder dir;
+    TestFolder dir;
     std::string script = dir.file("alert.lua"), marker = dir.file("marker");
     writeFile(script, "vqx.alert('Lights ' .. 'dimmed')\n" + writeMarker(marker, "1"));
     PresenterScope presenter;

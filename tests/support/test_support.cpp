@@ -119,6 +119,19 @@ void TempConfigHome::install(bool withFiles)
                                    std::filesystem::copy_options::overwrite_existing);
 }
 
+TestFolder::TestFolder()
+{
+    char pattern[] = "/tmp/vqx-test-XXXXXX";
+    path = mkdtemp(pattern) ? pattern : "";
+}
+
+TestFolder::~TestFolder()
+{
+    std::error_code ec;
+    if (!path.empty())
+        std::filesystem::remove_all(path, ec);
+}
+
 std::string readFile(const std::string &path)
 {
     std::ifstream in(path, std::ios::binary);

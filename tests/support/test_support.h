@@ -52,6 +52,17 @@ private:
     bool hadOld_ = false;
 };
 
+// A fresh temporary folder for one test, removed with all it holds by the destructor.
+struct TestFolder {
+    std::string path;
+    TestFolder();
+    ~TestFolder();
+    TestFolder(const TestFolder &) = delete;
+    TestFolder &operator=(const TestFolder &) = delete;
+    // The path of `name` inside it.
+    std::string file(const std::string &name) const { return path + "/" + name; }
+};
+
 std::string readFile(const std::string &path);
 void writeFile(const std::string &path, const std::string &content);
 bool fileExists(const std::string &path);
