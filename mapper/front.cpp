@@ -1,6 +1,7 @@
 // Builds the front application's list of names from what a window system or a desktop shell
 // reports, with the executable's name read from /proc.
 #include "mapper/front.h"
+#include "mapper/frontsource.h"
 
 #include <unistd.h>
 
@@ -58,3 +59,5 @@ std::vector<std::string> FRTnames(const std::string &appId, const std::string &w
     addName(&names, windowClass);
     return names;
 }
+
+FRTsource::~FRTsource() {}
