@@ -55,6 +55,34 @@ static BCLcall propertyCall(const QString &member, const QString &signature, con
     return refused(kInvalid, "malformed property call");
 }
 
+// SetFrontApplication's arguments. The pid is a u; a script engine that has only numbers (KWin's
+// callDBus sends an int or a double) may send an i or a d instead, taken when it is a whole number
+// that fits a pid.
+static bool frontArguments(const QString &signature, const QList<QVariant> &args, BCLcall *call)
+{
+    if (signature.size() != 3 || !signature.startsWith(QLatin1String("ss")) || args.size() != 3
+        || !stringAt(args, 0, &call->text) || !stringAt(args, 1, &call->text2))
+        return false;
+    QChar kind = signature[2];
+    int type = args[2].userType();
+    if (kind == QLatin1Char('u') && type == QMetaType::UInt) {
+        call->pid = args[2].toUInt();
+        return true;
+    }
+    if (kind == QLatin1Char('i') && type == QMetaType::Int && args[2].toInt() >= 0) {
+        call->pid = (uint32_t)args[2].toInt();
+        return true;
+    }
+    if (kind == QLatin1Char('d') && type == QMetaType::Double) {
+        double d = args[2].toDouble();
+        if (d >= 0 && d <= 4294967295.0 && d == (double)(uint32_t)d) {
+            call->pid = (uint32_t)d;
+            return true;
+        }
+    }
+    return false;
+}
+
 BCLcall BCLread(const QString &interface, const QString &member, const QString &signature, const QList<QVariant> &args)
 {
     if (interface == QLatin1String("org.freedesktop.DBus.Properties"))
@@ -74,11 +102,9 @@ BCLcall BCLread(const QString &interface, const QString &member, const QString &
             return refused(kInvalid, "takes no arguments");
         call.kind = member == QLatin1String("Reload") ? BCL_RELOAD : BCL_QUIT;
     } else if (member == QLatin1String("SetFrontApplication")) {
-        if (signature != QLatin1String("ssu") || !stringAt(args, 0, &call.text) || !stringAt(args, 1, &call.text2)
-            || args.size() != 3 || args[2].userType() != QMetaType::UInt)
+        if (!frontArguments(signature, args, &call))
             return refused(kInvalid, "expects (s appId, s windowClass, u pid)");
         call.kind = BCL_SET_FRONT;
-        call.pid = args[2].toUInt();
     } else {
         return refused("org.freedesktop.DBus.Error.UnknownMethod", "no such method");
     }

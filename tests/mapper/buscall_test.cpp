@@ -32,7 +32,11 @@ TEST(BusCallTest, WrongTypesAndCountsAreRefusedAsInvalidArguments)
              read("Release", "as", { QStringList { QStringLiteral("Play") } }),
              read("Reload", "s", { QStringLiteral("now") }), read("Quit", "u", { 1u }),
              read("SetFrontApplication", "sss", { QStringLiteral("a"), QStringLiteral("b"), QStringLiteral("c") }),
-             read("SetFrontApplication", "ssi", { QStringLiteral("a"), QStringLiteral("b"), -1 }) }) {
+             read("SetFrontApplication", "ssi", { QStringLiteral("a"), QStringLiteral("b"), -1 }),
+             read("SetFrontApplication", "ssd", { QStringLiteral("a"), QStringLiteral("b"), 12.5 }),
+             read("SetFrontApplication", "ssd", { QStringLiteral("a"), QStringLiteral("b"), -3.0 }),
+             read("SetFrontApplication", "ssd", { QStringLiteral("a"), QStringLiteral("b"), 1e12 }),
+             read("SetFrontApplication", "ssx", { QStringLiteral("a"), QStringLiteral("b"), 5LL }) }) {
         EXPECT_EQ(call.kind, BCL_REFUSED);
         EXPECT_STREQ(call.error, kInvalid);
         EXPECT_FALSE(call.why.empty());
@@ -86,4 +90,16 @@ TEST(BusCallTest, PropertiesAreReadableByNameAndNeverWritable)
     EXPECT_STREQ(set.error, "org.freedesktop.DBus.Error.PropertyReadOnly");
     for (const char *name : { "Input", "Output", "FrontApplication", "Entry", "Mapping", "Remote" })
         EXPECT_TRUE(BCLisProperty(name)) << name;
+}
+
+TEST(BusCallTest, SetFrontApplicationTakesAWholeNumberPidFromScriptEnginesThatHaveNoUnsigned)
+{
+    BCLcall asInt = read("SetFrontApplication", "ssi", { QStringLiteral("org.kde.dolphin"), QStringLiteral("dolphin"), 77 });
+    EXPECT_EQ(asInt.kind, BCL_SET_FRONT);
+    EXPECT_EQ(asInt.pid, 77u);
+    BCLcall asDouble
+        = read("SetFrontApplication", "ssd", { QStringLiteral("org.kde.dolphin"), QStringLiteral("dolphin"), 4242.0 });
+    EXPECT_EQ(asDouble.kind, BCL_SET_FRONT);
+    EXPECT_EQ(asDouble.pid, 4242u);
+    EXPECT_EQ(asDouble.text2, "dolphin");
 }
