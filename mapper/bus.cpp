@@ -10,7 +10,6 @@
 #include <QStringList>
 
 #include "mapper/buscall.h"
-#include "mapper/front.h"
 #include "mapper/log.h"
 #include "mapper/loop.h"
 
@@ -90,9 +89,16 @@ void MapperObject::methodCall(const QDBusMessage &message, const QDBusConnection
         connection.send(message.createReply());
         LOOPquit(mapper, "bus Quit");
         return;
-    case BCL_SET_FRONT:
-        LOOPsetFront(mapper, FRTnames(call.text, call.text2, call.pid));
+    case BCL_SET_FRONT: {
+        // All empty and no process: the shell reports that no window is in front.
+        FRTwindow window;
+        window.appId = call.text;
+        window.windowClass = call.text2;
+        window.pid = call.pid;
+        window.none = call.text.empty() && call.text2.empty() && call.pid == 0;
+        LOOPreportFront(mapper, window);
         break;
+    }
     case BCL_GET:
     case BCL_GET_ALL:
         propertyCall(call, message, connection);

@@ -21,6 +21,7 @@
 #include "mapper/bus.h"
 #include "mapper/daemon.h"
 #include "mapper/desktop.h"
+#include "mapper/frontwatch.h"
 #include "mapper/input.h"
 #include "mapper/log.h"
 #include "mapper/record.h"
@@ -56,6 +57,7 @@ struct LOOPmapper {
     int64_t replayStart = 0;
     bool quitting = false;
     NOTobserver *observer = nullptr;
+    FWTwatch *front = nullptr; // where the application in front comes from
 };
 
 static LOOPmapper *theMapper; // for the notification callback, which carries only a number
@@ -398,6 +400,12 @@ void LOOPsetFront(LOOPmapper *m, const std::vector<std::string> &names)
     DMNsetFront(&m->daemon, names);
 }
 
+void LOOPreportFront(LOOPmapper *m, const FRTwindow &window)
+{
+    if (m->front)
+        FWTreport(m->front, window);
+}
+
 LOOPstatus LOOPgetStatus(LOOPmapper *m)
 {
     LOOPstatus s;
@@ -515,8 +523,7 @@ int LOOPrun(const LOOPoptions &options)
         QObject::connect(&m->trim, &QTimer::timeout, []() { malloc_trim(0); });
         DMNload(&m->daemon, now(), "start");
         trimSoon(m);
-        if (!options.front.empty())
-            DMNsetFront(&m->daemon, options.front);
+        m->front = FWTstart(options.front, [m](const std::vector<std::string> &names) { LOOPsetFront(m, names); });
         m->decideFd = timerfd_create(CLOCK_MONOTONIC, TFD_NONBLOCK | TFD_CLOEXEC);
         m->decideNotifier.reset(new QSocketNotifier(m->decideFd, QSocketNotifier::Read));
         QObject::connect(m->decideNotifier.get(), &QSocketNotifier::activated, [m]() {
@@ -542,6 +549,8 @@ int LOOPrun(const LOOPoptions &options)
         NOTdisarm(m->observer);
     BUSflush();
     BUSstop();
+    FWTstop(m->front);
+    m->front = nullptr;
     m->deviceNotifier.reset();
     INPclose(&m->device);
     m->deviceWatchNotifier.reset();

@@ -7,6 +7,8 @@
 #include <string>
 #include <vector>
 
+#include "mapper/frontsource.h"
+
 struct LOOPoptions {
     std::string input; // --input: overrides the configuration's INT ("" = use INT)
     std::string replay; // --replay FILE
@@ -28,6 +30,9 @@ int LOOPrelease(LOOPmapper *m, const std::string &button);
 void LOOPreload(LOOPmapper *m, const char *reason);
 void LOOPquit(LOOPmapper *m, const char *reason);
 void LOOPsetFront(LOOPmapper *m, const std::vector<std::string> &names);
+// A report of the window in front from outside (SetFrontApplication): its names replace the
+// current ones until the next change, wherever that comes from.
+void LOOPreportFront(LOOPmapper *m, const FRTwindow &window);
 
 struct LOOPstatus {
     std::string input, output, entry, mapping, remote;

@@ -32,7 +32,8 @@ static const char *const kUsage
       "                      /dev/uinput can be opened, else XTest on X11), uinput, xtest; or\n"
       "                      record: every step written with its time, nothing performed\n"
       "  --record FILE       the recording output, appending each step to FILE\n"
-      "  --front NAME        take NAME as the application in front (tests and demos)\n"
+      "  --front NAME        take NAME as the application in front (tests and demos); no window\n"
+      "                      is watched (repeat the option for more names, in order of precedence)\n"
       "  --release-after MS  a held button goes up MS milliseconds after the last edge (160)\n"
       "  --verbose           trace every decision: frame matched, entry chosen, action done\n"
       "  --help              show this help and exit\n"
@@ -40,7 +41,14 @@ static const char *const kUsage
       "One Mapper runs per session: it owns com.Orvenda.VQX.Mapper on the session bus, and a second\n"
       "one started says \"already running\" and exits with status 0. The editor's \"command\"\n"
       "notifications RLD (reload) and QUI (quit) are obeyed, and so are SIGHUP (reload), SIGTERM and\n"
-      "SIGINT (release everything and exit).\n";
+      "SIGINT (release everything and exit).\n"
+      "\n"
+      "The application in front comes from the compositor's activated toplevel when WAYLAND_DISPLAY\n"
+      "is set (wlroots compositors; on GNOME Shell and KDE Plasma the desktop's extension reports it\n"
+      "through the bus method SetFrontApplication), else from the X server's _NET_ACTIVE_WINDOW when\n"
+      "DISPLAY is set. Its names, tried in this order against the mapping's entries: the desktop entry\n"
+      "id (the window's own, or the entry in the XDG data folders whose StartupWMClass, else whose\n"
+      "file name, matches the window class), the executable's name, the window class, the instance.\n";
 
 // "vqx-mapper frames BUTTON...": the timings of one press of each button of the remote in use, as
 // replay text on standard output, each followed by a quarter second of silence.

@@ -1,8 +1,10 @@
-// vqx-test-window OUTFILE: an X window that takes the focus and writes every key, button and
-// pointer event it gets to OUTFILE, one line each, so that tests can check what was injected:
+// vqx-test-window [--class C] [--instance I] [--app-id ID] [--title T] OUTFILE: an X window that
+// takes the focus and writes every key, button and pointer event it gets to OUTFILE, one line each:
 // "key a 0x0 text=a code=38 t=1234", "keyup ...", "button 1 0x0 t=..", "motion X Y t=.." (root).
 #include <X11/Xlib.h>
+#include <X11/Xatom.h>
 #include <X11/Xutil.h>
+#include <unistd.h>
 
 #include <cstdio>
 #include <cstring>
@@ -36,13 +38,31 @@ static const char *keysymName(KeySym sym, char *buffer, size_t size)
 
 int main(int argc, char **argv)
 {
-    if (argc != 2) {
-        fprintf(stderr, "usage: vqx-test-window OUTFILE\n");
+    // The window's names, as a test wants the Mapper to see them.
+    std::string className = "vqx-test-window", instance, appId, title = "VQX test window";
+    int arg = 1;
+    for (; arg + 1 < argc && strncmp(argv[arg], "--", 2) == 0; arg += 2) {
+        std::string option = argv[arg];
+        if (option == "--class")
+            className = argv[arg + 1];
+        else if (option == "--instance")
+            instance = argv[arg + 1];
+        else if (option == "--app-id")
+            appId = argv[arg + 1];
+        else if (option == "--title")
+            title = argv[arg + 1];
+        else
+            break;
+    }
+    if (instance.empty())
+        instance = className;
+    if (arg != argc - 1) {
+        fprintf(stderr, "usage: vqx-test-window [--class C] [--instance I] [--app-id ID] [--title T] OUTFILE\n");
         return 2;
     }
-    FILE *out = fopen(argv[1], "w");
+    FILE *out = fopen(argv[arg], "w");
     if (!out) {
-        perror(argv[1]);
+        perror(argv[arg]);
         return 1;
     }
     Display *dpy = XOpenDisplay(nullptr);
@@ -53,15 +73,20 @@ int main(int argc, char **argv)
     int screen = DefaultScreen(dpy);
     Window window = XCreateSimpleWindow(
         dpy, RootWindow(dpy, screen), 100, 100, 500, 400, 1, BlackPixel(dpy, screen), WhitePixel(dpy, screen));
-    XStoreName(dpy, window, "VQX test window");
-    const char *title = "VQX test window";
-    XChangeProperty(dpy, window, XInternAtom(dpy, "_NET_WM_NAME", False), XInternAtom(dpy, "UTF8_STRING", False), 8,
-        PropModeReplace, (const unsigned char *)title, (int)strlen(title));
+    XStoreName(dpy, window, title.c_str());
+    Atom utf8 = XInternAtom(dpy, "UTF8_STRING", False);
+    XChangeProperty(dpy, window, XInternAtom(dpy, "_NET_WM_NAME", False), utf8, 8, PropModeReplace,
+        (const unsigned char *)title.data(), (int)title.size());
     XClassHint classHint;
-    std::string className = "vqx-test-window";
-    classHint.res_name = &className[0];
+    classHint.res_name = &instance[0];
     classHint.res_class = &className[0];
     XSetClassHint(dpy, window, &classHint);
+    if (!appId.empty())
+        XChangeProperty(dpy, window, XInternAtom(dpy, "_GTK_APPLICATION_ID", False), utf8, 8, PropModeReplace,
+            (const unsigned char *)appId.data(), (int)appId.size());
+    long pid = (long)getpid();
+    XChangeProperty(dpy, window, XInternAtom(dpy, "_NET_WM_PID", False), XA_CARDINAL, 32, PropModeReplace,
+        (const unsigned char *)&pid, 1);
     XWMHints hints = {};
     hints.flags = InputHint | StateHint;
     hints.input = True;
