@@ -14,6 +14,7 @@
 #include "mapper/load.h"
 #include "mapper/log.h"
 #include "mapper/loop.h"
+#include "mapper/service.h"
 #include "mapper/synth.h"
 #include "shell/files.h"
 
@@ -35,12 +36,17 @@ static const char *const kUsage
       "  --front NAME        take NAME as the application in front (tests and demos)\n"
       "  --release-after MS  a held button goes up MS milliseconds after the last edge (160)\n"
       "  --verbose           trace every decision: frame matched, entry chosen, action done\n"
+      "  --no-service        run here even where the vqx-mapper.service user unit could run it\n"
       "  --help              show this help and exit\n"
       "\n"
       "One Mapper runs per session: it owns com.Orvenda.VQX.Mapper on the session bus, and a second\n"
       "one started says \"already running\" and exits with status 0. The editor's \"command\"\n"
       "notifications RLD (reload) and QUI (quit) are obeyed, and so are SIGHUP (reload), SIGTERM and\n"
-      "SIGINT (release everything and exit).\n";
+      "SIGINT (release everything and exit).\n"
+      "\n"
+      "Started with no options while a systemd user manager runs and the vqx-mapper.service unit is\n"
+      "installed, the Mapper starts that unit (\"systemctl --user start vqx-mapper.service\") and\n"
+      "exits with systemctl's status.\n";
 
 // "vqx-mapper frames BUTTON...": the timings of one press of each button of the remote in use, as
 // replay text on standard output, each followed by a quarter second of silence.
@@ -85,6 +91,9 @@ int main(int argc, char **argv)
         mainArgs0 = n > 0 ? self : argv[0];
         return printFrames(argc, argv);
     }
+    int handedOver = SVCstartAsService(argc);
+    if (handedOver >= 0)
+        return handedOver;
     for (int i = 1; i < argc; i++) {
         const char *a = argv[i];
         if (strcmp(a, "--help") == 0 || strcmp(a, "-h") == 0) {
@@ -92,6 +101,8 @@ int main(int argc, char **argv)
             return 0;
         } else if (strcmp(a, "--verbose") == 0 || strcmp(a, "-v") == 0) {
             LOGverbose = 1;
+        } else if (strcmp(a, "--no-service") == 0) {
+            // Already taken into account: any option keeps the Mapper here.
         } else if (strcmp(a, "--input") == 0) {
             options.input = value(argc, argv, &i);
         } else if (strcmp(a, "--replay") == 0) {
