@@ -44,9 +44,9 @@ static const char *const kUsage
       "notifications RLD (reload) and QUI (quit) are obeyed, and so are SIGHUP (reload), SIGTERM and\n"
       "SIGINT (release everything and exit).\n"
       "\n"
-      "Started with no options while a systemd user manager runs and the vqx-mapper.service unit is\n"
-      "installed, the Mapper starts that unit (\"systemctl --user start vqx-mapper.service\") and\n"
-      "exits with systemctl's status.\n";
+      "Started with no options on the user bus of a systemd user manager that has the\n"
+      "vqx-mapper.service unit, the Mapper starts that unit (\"systemctl --user start\n"
+      "vqx-mapper.service\") and exits with systemctl's status.\n";
 
 // "vqx-mapper frames BUTTON...": the timings of one press of each button of the remote in use, as
 // replay text on standard output, each followed by a quarter second of silence.

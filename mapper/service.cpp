@@ -34,6 +34,10 @@ SVCchoice SVCdecide(const SVCfacts &facts, std::string *why)
         *why = "started by the " SVC_UNIT " unit: running here";
         return SVC_RUN;
     }
+    if (facts.otherBus) {
+        *why = "on a session bus other than the user bus: running here";
+        return SVC_RUN;
+    }
     if (!facts.managerRunning) {
         *why = "no systemd user manager: running here";
         return SVC_RUN;
@@ -69,6 +73,22 @@ bool SVCinUnit(const std::string &cgroupText, const char *unit)
             return true;
     }
     return false;
+}
+
+bool SVCotherBus(const char *address, const char *runtimeDir)
+{
+    if (!address || !*address)
+        return false;
+    if (!runtimeDir || !*runtimeDir)
+        return true;
+    // The first address of the list, "unix:path=PATH" with any ",key=value" after it.
+    std::string first(address, strcspn(address, ";"));
+    const char *const prefix = "unix:path=";
+    if (first.compare(0, strlen(prefix), prefix) != 0)
+        return true;
+    std::string path = first.substr(strlen(prefix));
+    path = path.substr(0, path.find(','));
+    return path != std::string(runtimeDir) + "/bus";
 }
 
 // Runs systemctl with these arguments and waits for it; its output goes to /dev/null when quiet.
@@ -116,6 +136,7 @@ SVCfacts SVCprobe(int argc)
         f.inOwnUnit = SVCinUnit(text.str(), SVC_UNIT);
     }
     const char *runtime = getenv("XDG_RUNTIME_DIR");
+    f.otherBus = SVCotherBus(getenv("DBUS_SESSION_BUS_ADDRESS"), runtime);
     struct stat st;
     f.managerRunning = runtime && *runtime && stat((std::string(runtime) + "/systemd/private").c_str(), &st) == 0;
     // The unit is asked about only when the answer can change the choice.

@@ -14,6 +14,7 @@ struct SVCfacts {
     bool invocationId = false; // INVOCATION_ID is set: this process was started by a systemd unit
     bool cgroupKnown = false; // /proc/self/cgroup could be read
     bool inOwnUnit = false; // the cgroup is the one of vqx-mapper.service
+    bool otherBus = false; // the session bus is not the user bus the unit's Mapper would join
     bool managerRunning = false; // $XDG_RUNTIME_DIR/systemd/private exists
     bool unitInstalled = false; // "systemctl --user cat vqx-mapper.service" succeeded
 };
@@ -26,6 +27,11 @@ SVCchoice SVCdecide(const SVCfacts &facts, std::string *why);
 // True when the text of /proc/self/cgroup puts the process in the cgroup of the unit UNIT (its
 // last path component), on the unified hierarchy or systemd's own named one.
 bool SVCinUnit(const std::string &cgroupText, const char *unit);
+
+// True when the bus at ADDRESS (DBUS_SESSION_BUS_ADDRESS; null or empty: not set) is not the user
+// bus $RUNTIMEDIR/bus that the user manager and its units use, as under dbus-run-session or a bus
+// started for one X session: a Mapper handed to the unit would not be on the starter's bus.
+bool SVCotherBus(const char *address, const char *runtimeDir);
 
 // Finds the facts for a Mapper started with argc arguments (the program's name counted). Asks
 // systemctl only when the other facts leave the unit as the only question.

@@ -48,6 +48,13 @@ TEST(ServiceDecision, RunsHereWithoutAUserManager)
     EXPECT_EQ(decide(f), SVC_RUN);
 }
 
+TEST(ServiceDecision, RunsHereOnASessionBusOtherThanTheUserBus)
+{
+    SVCfacts f = handOverCase();
+    f.otherBus = true;
+    EXPECT_EQ(decide(f), SVC_RUN);
+}
+
 TEST(ServiceDecision, RunsHereWhenTheUnitIsNotInstalled)
 {
     SVCfacts f = handOverCase();
@@ -107,13 +114,32 @@ TEST(ServiceCgroup, RejectsOtherUnitsAndNamesThatOnlyEndTheSame)
     EXPECT_FALSE(SVCinUnit("garbage without colons\n5:cpu:/x/vqx-mapper.service\n", "vqx-mapper.service"));
 }
 
+TEST(ServiceBus, TheUserBusOrNoAddressIsNotAnotherBus)
+{
+    EXPECT_FALSE(SVCotherBus(nullptr, "/run/user/1000"));
+    EXPECT_FALSE(SVCotherBus("", "/run/user/1000"));
+    EXPECT_FALSE(SVCotherBus("unix:path=/run/user/1000/bus", "/run/user/1000"));
+    EXPECT_FALSE(SVCotherBus("unix:path=/run/user/1000/bus,guid=0123456789abcdef", "/run/user/1000"));
+    EXPECT_FALSE(SVCotherBus("unix:path=/run/user/1000/bus;unix:abstract=/tmp/x", "/run/user/1000"));
+}
+
+TEST(ServiceBus, PrivateAndPerSessionBusesAreOtherBuses)
+{
+    EXPECT_TRUE(SVCotherBus("unix:path=/tmp/dbus-AbCdEf,guid=0123", "/run/user/1000"));
+    EXPECT_TRUE(SVCotherBus("unix:abstract=/tmp/dbus-AbCdEf,guid=0123", "/run/user/1000"));
+    EXPECT_TRUE(SVCotherBus("unix:path=/run/user/1000/bus2", "/run/user/1000"));
+    EXPECT_TRUE(SVCotherBus("unix:path=/run/user/1000/bus", "/run/user/1001"));
+    EXPECT_TRUE(SVCotherBus("unix:path=/run/user/1000/bus", nullptr));
+    EXPECT_TRUE(SVCotherBus("tcp:host=localhost,port=1234", "/run/user/1000"));
+}
+
 // A stand-in systemctl first on PATH that logs its arguments and answers with fixed statuses, and
 // a runtime folder with or without the manager's socket; the environment is put back afterwards.
 class FakeSystemctl : public ::testing::Test {
 protected:
     TestFolder folder;
-    std::string savedPath, savedRuntime, savedDisplay, savedWayland;
-    bool hadDisplay = false, hadWayland = false, hadRuntime = false;
+    std::string savedPath, savedRuntime, savedDisplay, savedWayland, savedBus;
+    bool hadDisplay = false, hadWayland = false, hadRuntime = false, hadBus = false;
 
     void SetUp() override
     {
@@ -124,10 +150,14 @@ protected:
         savedDisplay = hadDisplay ? getenv("DISPLAY") : "";
         hadWayland = getenv("WAYLAND_DISPLAY") != nullptr;
         savedWayland = hadWayland ? getenv("WAYLAND_DISPLAY") : "";
+        hadBus = getenv("DBUS_SESSION_BUS_ADDRESS") != nullptr;
+        savedBus = hadBus ? getenv("DBUS_SESSION_BUS_ADDRESS") : "";
         mkdir(folder.file("bin").c_str(), 0755);
         mkdir(folder.file("run").c_str(), 0700);
         setenv("PATH", (folder.file("bin") + ":" + savedPath).c_str(), 1);
         setenv("XDG_RUNTIME_DIR", folder.file("run").c_str(), 1);
+        // The user bus of this runtime folder, as in a desktop session under systemd.
+        setenv("DBUS_SESSION_BUS_ADDRESS", ("unix:path=" + folder.file("run/bus")).c_str(), 1);
         unsetenv("INVOCATION_ID");
     }
 
@@ -137,6 +167,7 @@ protected:
         restore("XDG_RUNTIME_DIR", hadRuntime, savedRuntime);
         restore("DISPLAY", hadDisplay, savedDisplay);
         restore("WAYLAND_DISPLAY", hadWayland, savedWayland);
+        restore("DBUS_SESSION_BUS_ADDRESS", hadBus, savedBus);
     }
 
     static void restore(const char *name, bool had, const std::string &value)
@@ -199,6 +230,18 @@ TEST_F(FakeSystemctl, ProbeDoesNotCallSystemctlWithoutAManagerOrWithOptions)
     makeManagerSocket();
     f = SVCprobe(2);
     EXPECT_TRUE(f.withArguments);
+    EXPECT_EQ(calls(), "");
+}
+
+TEST_F(FakeSystemctl, ProbeDoesNotCallSystemctlOnAPrivateBus)
+{
+    mkdir(folder.file("run/systemd").c_str(), 0700);
+    makeManagerSocket();
+    writeSystemctl(0, 0);
+    setenv("DBUS_SESSION_BUS_ADDRESS", ("unix:path=" + folder.file("private-bus") + ",guid=00").c_str(), 1);
+    SVCfacts f = SVCprobe(1);
+    EXPECT_TRUE(f.otherBus);
+    EXPECT_EQ(SVCstartAsService(1), -1);
     EXPECT_EQ(calls(), "");
 }
 

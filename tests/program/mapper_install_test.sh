@@ -129,8 +129,8 @@ done
 grep -q "vqx-mapper import-lircd FILE \[DIR\] \[--force\]" "$work/man.txt" || fail "man: import-lircd synopsis"
 grep -q "vqx-mapper learn NAME.REM \[--input SOURCE | --replay FILE\] \[--force\]" "$work/man.txt" || fail "man: learn synopsis"
 
-# Started with no options in a session with a systemd user manager and the unit installed, the
-# Mapper hands over to the unit and exits with systemctl's status (a stand-in systemctl here).
+# Started with no options on the user bus of a session with a systemd user manager and the unit
+# installed, the Mapper hands over to the unit and exits with systemctl's status (a stand-in systemctl here).
 mkdir -p "$work/bin" "$work/session/systemd" "$work/config"
 chmod 700 "$work/session"
 cat > "$work/bin/systemctl" << EOS
@@ -143,21 +143,22 @@ chmod +x "$work/bin/systemctl"
 : > "$work/session/systemd/private"
 status=0
 env -u INVOCATION_ID PATH="$work/bin:$PATH" XDG_RUNTIME_DIR="$work/session" XDG_CONFIG_HOME="$work/config" DISPLAY=:42 \
-  "$p/bin/vqx-mapper" > "$work/mapper.log" 2>&1 || status=$?
+  DBUS_SESSION_BUS_ADDRESS="unix:path=$work/session/bus" "$p/bin/vqx-mapper" > "$work/mapper.log" 2>&1 || status=$?
 [ "$status" = 5 ] || fail "the hand-over gave status $status, not systemctl's 5"
 grep -qx -- "--user cat vqx-mapper.service" "$work/calls" || fail "the unit was not looked for: $(cat "$work/calls")"
 grep -qx -- "--user import-environment DISPLAY" "$work/calls" || fail "DISPLAY was not given to the manager: $(cat "$work/calls")"
 grep -qx -- "--user start vqx-mapper.service" "$work/calls" || fail "the unit was not started: $(cat "$work/calls")"
 [ "$(tail -n 1 "$work/calls")" = "--user start vqx-mapper.service" ] || fail "start was not the last call"
 
-# With --no-service, or without the unit, or without a user manager, it runs itself: its loop
-# starts (it says what its output and files are) and systemctl is not asked to start anything.
+# With --no-service, without a user manager, on a bus of its own (dbus-run-session) or without the
+# unit, it runs itself: its loop starts (it says what its output and files are) and systemctl is
+# not asked to start anything. No bus listens at these addresses: the Mapper goes on without one.
 run_itself() { # label, then env assignments and arguments
   local label="$1"
   shift
   rm -f "$work/calls"
   env -u INVOCATION_ID -u DISPLAY -u WAYLAND_DISPLAY PATH="$work/bin:$PATH" XDG_CONFIG_HOME="$work/config" \
-    DBUS_SESSION_BUS_ADDRESS="unix:path=$work/no-bus" "$@" > "$work/mapper.log" 2>&1 &
+    "$@" > "$work/mapper.log" 2>&1 &
   mapper_pid=$!
   local i
   for i in $(seq 1 100); do
@@ -173,15 +174,22 @@ run_itself() { # label, then env assignments and arguments
   [ "$s" = 0 ] || fail "$label: SIGTERM gave status $s"
   ! grep -q "start" "$work/calls" 2> /dev/null || fail "$label: systemctl was asked to start the unit"
 }
-run_itself "--no-service" XDG_RUNTIME_DIR="$work/session" "$p/bin/vqx-mapper" --no-service
-run_itself "no user manager" XDG_RUNTIME_DIR="$work/config" "$p/bin/vqx-mapper"
+user_bus="unix:path=$work/session/bus"
+run_itself "--no-service" XDG_RUNTIME_DIR="$work/session" DBUS_SESSION_BUS_ADDRESS="$user_bus" \
+  "$p/bin/vqx-mapper" --no-service
+run_itself "no user manager" XDG_RUNTIME_DIR="$work/config" DBUS_SESSION_BUS_ADDRESS="unix:path=$work/config/bus" \
+  "$p/bin/vqx-mapper"
+run_itself "private bus" XDG_RUNTIME_DIR="$work/session" DBUS_SESSION_BUS_ADDRESS="unix:path=$work/private,guid=00" \
+  "$p/bin/vqx-mapper"
+[ ! -e "$work/calls" ] || fail "private bus: systemctl was called: $(cat "$work/calls")"
 cat > "$work/bin/systemctl" << EOS
 #!/bin/sh
 echo "\$*" >> "$work/calls"
 case "\$2" in cat) exit 1 ;; esac
 exit 0
 EOS
-run_itself "no unit" XDG_RUNTIME_DIR="$work/session" "$lib/VQXMapperApplication.app"
+run_itself "no unit" XDG_RUNTIME_DIR="$work/session" DBUS_SESSION_BUS_ADDRESS="$user_bus" \
+  "$lib/VQXMapperApplication.app"
 grep -qx -- "--user cat vqx-mapper.service" "$work/calls" || fail "no unit: the unit was not looked for"
 
 echo "mapper install: ok"
