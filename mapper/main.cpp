@@ -14,6 +14,7 @@
 #include "mapper/load.h"
 #include "mapper/log.h"
 #include "mapper/loop.h"
+#include "mapper/service.h"
 #include "mapper/synth.h"
 #include "shell/files.h"
 
@@ -36,6 +37,7 @@ static const char *const kUsage
       "                      is watched (repeat the option for more names, in order of precedence)\n"
       "  --release-after MS  a held button goes up MS milliseconds after the last edge (160)\n"
       "  --verbose           trace every decision: frame matched, entry chosen, action done\n"
+      "  --no-service        run here even where the vqx-mapper.service user unit could run it\n"
       "  --help              show this help and exit\n"
       "\n"
       "One Mapper runs per session: it owns com.Orvenda.VQX.Mapper on the session bus, and a second\n"
@@ -48,7 +50,11 @@ static const char *const kUsage
       "through the bus method SetFrontApplication), else from the X server's _NET_ACTIVE_WINDOW when\n"
       "DISPLAY is set. Its names, tried in this order against the mapping's entries: the desktop entry\n"
       "id (the window's own, or the entry in the XDG data folders whose StartupWMClass, else whose\n"
-      "file name, matches the window class), the executable's name, the window class, the instance.\n";
+      "file name, matches the window class), the executable's name, the window class, the instance.\n"
+      "\n"
+      "Started with no options on the user bus of a systemd user manager that has the\n"
+      "vqx-mapper.service unit, the Mapper starts that unit (\"systemctl --user start\n"
+      "vqx-mapper.service\") and exits with systemctl's status.\n";
 
 // "vqx-mapper frames BUTTON...": the timings of one press of each button of the remote in use, as
 // replay text on standard output, each followed by a quarter second of silence.
@@ -93,6 +99,9 @@ int main(int argc, char **argv)
         mainArgs0 = n > 0 ? self : argv[0];
         return printFrames(argc, argv);
     }
+    int handedOver = SVCstartAsService(argc);
+    if (handedOver >= 0)
+        return handedOver;
     for (int i = 1; i < argc; i++) {
         const char *a = argv[i];
         if (strcmp(a, "--help") == 0 || strcmp(a, "-h") == 0) {
@@ -100,6 +109,8 @@ int main(int argc, char **argv)
             return 0;
         } else if (strcmp(a, "--verbose") == 0 || strcmp(a, "-v") == 0) {
             LOGverbose = 1;
+        } else if (strcmp(a, "--no-service") == 0) {
+            // Already taken into account: any option keeps the Mapper here.
         } else if (strcmp(a, "--input") == 0) {
             options.input = value(argc, argv, &i);
         } else if (strcmp(a, "--replay") == 0) {
