@@ -36,6 +36,18 @@ for link in "$lib/VQXMapperApplication.app" "$p/bin/vqx-mapper"; do
   [ "$(readlink -f "$link")" = "$(readlink -f "$lib/vqx-mapper")" ] || fail "$link does not lead to the installed Mapper"
 done
 
+# The desktop shells' reporters: both GNOME styles kept, one where GNOME Shell finds extensions
+# (its metadata naming the uuid of its folder), the KWin script where KWin finds scripts.
+for f in gnome-43/metadata.json gnome-43/extension.js gnome-45/metadata.json gnome-45/extension.js \
+         kwin/metadata.json kwin/contents/code/main.js; do
+  cmp -s "$p/share/orvenda-vqx/shell/$f" "$(dirname "$0")/../../resources/shell/$f" || fail "share/orvenda-vqx/shell/$f missing or different"
+done
+ext="$p/share/gnome-shell/extensions/vqx-front@orvenda-vqx"
+[ -f "$ext/extension.js" ] || fail "no GNOME Shell extension in $ext"
+grep -q '"uuid": "vqx-front@orvenda-vqx"' "$ext/metadata.json" || fail "the extension's metadata does not name its folder's uuid"
+[ -f "$p/share/kwin/scripts/vqx-front/contents/code/main.js" ] || fail "no KWin script"
+grep -q '"Id": "vqx-front"' "$p/share/kwin/scripts/vqx-front/metadata.json" || fail "the KWin script's id is not its folder's name"
+
 # The user unit: where systemd looks for units under this prefix, naming the installed program.
 unit="$p/lib/systemd/user/vqx-mapper.service"
 [ -f "$unit" ] || fail "no user unit at $unit"
