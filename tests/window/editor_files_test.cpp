@@ -182,7 +182,7 @@ private slots:
             chooserSeen = true;
             chooser->setDirectory(dir.path());
             auto *view = chooser->findChild<QListView *>("listView");
-            QTest::qWaitFor([&] { return listedNames(view).contains("run.lua") && listedNames(view).contains("more"); }, 5000);
+            (void)QTest::qWaitFor([&] { return listedNames(view).contains("run.lua") && listedNames(view).contains("more"); }, 5000);
             listed = listedNames(view);
             chooser->reject();
         });
