@@ -445,6 +445,8 @@ static int acceptEdit(void)
                 writeBack(action, &theSysVolumeEvent, sizeof theSysVolumeEvent, kSysVolumeEventType);
             break;
         case kPageTextString:
+            if (!validateTextString())
+                return 0;
             if (theTextStringEvent.text[0])
                 writeBack(action, &theTextStringEvent, sizeof theTextStringEvent, kTextStringEventType);
             break;

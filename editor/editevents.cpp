@@ -94,10 +94,28 @@ static int textStillFits(QWidget *dialog, int item)
     std::string text = DLGbytes(field->text());
     const char *converted = convertTextStringInt(text.c_str());
     if (!converted)
-        return 0;
+        return 1; // a text with a bad escape has no length yet: the conversion rule decides
     int length = (int)strlen(converted);
     zprintf("text [%s]  len %d", converted, length);
     return length < kTextConvertedLimit || field->hasSelectedText() ? 1 : 0;
+}
+
+// The text page's third rule: the field's text with the character put in at the cursor (over the
+// selection) must still convert, so that a bad escape such as "\q" or "\x00" is never typed.
+static int textStillConverts(QWidget *dialog, int item, int ch)
+{
+    QLineEdit *field = fieldOf(dialog, item);
+    if (!field)
+        return 0;
+    QString text = field->text();
+    int at = field->cursorPosition();
+    if (field->hasSelectedText()) {
+        at = field->selectionStart();
+        text.remove(at, field->selectedText().size());
+    }
+    text.insert(at, QChar(ch));
+    std::string bytes = DLGbytes(text);
+    return convertTextStringInt(bytes.c_str()) ? 1 : 0;
 }
 
 // Whether a character may be typed into item of the page shown.
@@ -108,7 +126,8 @@ static int legalForItem(int item, int ch)
     const FieldRule *rule = ruleFor(item);
     if (!rule || !islegalChar(EDITdialog(), item, rule->set, ch, rule->limit))
         return 0;
-    if (currentActionType == kPageTextString && !textStillFits(EDITdialog(), item))
+    if (currentActionType == kPageTextString
+        && (!textStillFits(EDITdialog(), item) || !textStillConverts(EDITdialog(), item, ch)))
         return 0;
     return 1;
 }

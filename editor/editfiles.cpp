@@ -127,6 +127,14 @@ char *myGetPathFromSelection(const char *const *selection, int count)
     return VQXFILESgetPathFromSpec(&fileSpec);
 }
 
+// The filter of the chooser being shown, for the chooser's own test of each file.
+static int (*filterInUse)(const char *itemType, const char *path);
+
+static int acceptedByFilter(const char *path)
+{
+    return filterInUse ? filterInUse("fss ", path) : 1;
+}
+
 char *mySelectFile(
     const char *const *filters, int count, char *result, int (*filter)(const char *itemType, const char *path))
 {
@@ -139,12 +147,16 @@ char *mySelectFile(
     for (int i = 0; i < count; i++)
         types.emplace_back(filters[i]);
     std::string path;
-    if (!PRESget()->chooseFile(types, path))
+    filterInUse = filter;
+    if (!PRESget()->chooseFilteredFile(types, path, filter ? acceptedByFilter : nullptr))
         return nullptr;
     const char *selection[1] = { path.c_str() };
     char *found = myGetPathFromSelection(selection, 1);
-    if (found && filter && !filter("fss ", found))
-        found = nullptr;
+    if (found && filter && !filter("fss ", found)) {
+        // A name typed into the chooser can still name a file the chooser did not show.
+        errormsg(getstring(129, 49), found);
+        return nullptr;
+    }
     if (!found) {
         BUGprintf("Orvenda VQX ERROR: unable to find selected file");
         return nullptr;

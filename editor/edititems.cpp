@@ -298,6 +298,16 @@ void EDITconnectItems(QWidget *page)
                 else
                     doItemHitEdit(item);
             });
+            // Arrow keys, Page keys, the wheel and clicks beside the knob step to the next value
+            // the file can hold; a drag is left to the tracking above.
+            QObject::connect(slider, &QAbstractSlider::actionTriggered, [slider](int action) {
+                static bool stepping = false; // moving the slider here triggers a move again
+                if (!editDlog || stepping || slider->isSliderDown() || action == QAbstractSlider::SliderNoAction)
+                    return;
+                stepping = true;
+                slider->setSliderPosition(sliderStepSysVol(slider, slider->sliderPosition()));
+                stepping = false;
+            });
             QObject::connect(slider, &QAbstractSlider::sliderReleased, [item] {
                 if (editDlog)
                     doItemHitEdit(item);

@@ -172,11 +172,17 @@ void doitemHitSysVolume(int item);
 void doProcessPrevHitSysVol(void);
 void doBumpSysVolume(int step);
 void sliderActionSV1(QWidget *slider);
+// A volume slider moved by the keyboard, the wheel or a click beside its knob to target: a position
+// of the next value the file can hold after the stored one, in that direction (the knob's own
+// position when there is none).
+int sliderStepSysVol(QWidget *slider, int target);
 
 // Text string page (edittext.cpp).
 void createEditTextString(void);
 void doProcessPrevHitTextString(void);
 void doitemHitTextString(int item);
 void doDisplayTextString(void);
+// OK on the text page: 1 when the text converts, else 0 after telling the user why.
+int validateTextString(void);
 
 #endif

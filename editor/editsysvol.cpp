@@ -148,6 +148,51 @@ void sliderActionSV1(QWidget *slider)
     }
 }
 
+// The value a position of one of the page's sliders stands for (the position for another slider).
+static int32_t valueAt(QWidget *slider, int position)
+{
+    if (slider == sliderValueSV1Hdl)
+        return convertSetSliderToSystem(position);
+    if (slider == sliderValueSV2Hdl)
+        return convertChgSliderToSystem(position);
+    if (slider == sliderValueSV4Hdl)
+        return convertToFadeValue(position);
+    return position;
+}
+
+// Where the knob shows a stored value.
+static int knobAt(QWidget *slider, int32_t value)
+{
+    if (slider == sliderValueSV1Hdl)
+        return convertSetSystemToSlider(value);
+    if (slider == sliderValueSV2Hdl)
+        return convertChgSystemToSlider(value);
+    return convertFromFadeValue(value);
+}
+
+int sliderStepSysVol(QWidget *slider, int target)
+{
+    auto *bar = qobject_cast<QAbstractSlider *>(slider);
+    if (!bar || (slider != sliderValueSV1Hdl && slider != sliderValueSV2Hdl && slider != sliderValueSV4Hdl))
+        return target;
+    const int from = bar->value();
+    const int direction = target > from ? 1 : (target < from ? -1 : 0);
+    if (direction == 0)
+        return from;
+    // Values grow with the position. The knob shows the stored value where its conversion puts it,
+    // which may read back as a smaller value (the fade steps do): the step goes from the stored
+    // value, never from the knob's place, to a value whose knob moves too (a Change step is one
+    // shown percent). A long step (page, wheel) that already gets there is kept; a short one goes
+    // on to the first position that does.
+    const int32_t stored = theSysVolumeEvent.value;
+    for (int position = target; position >= bar->minimum() && position <= bar->maximum(); position += direction) {
+        int32_t value = valueAt(slider, position);
+        if ((value - stored) * direction > 0 && (knobAt(slider, value) - from) * direction > 0)
+            return position;
+    }
+    return from;
+}
+
 // The slider of the Set or Change sub-page let go: the value snaps to what the file can hold.
 static void takeSlider(void)
 {

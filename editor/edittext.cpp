@@ -5,6 +5,8 @@
 
 #include "editor/editstate.h"
 #include "mapping/mapfile.h"
+#include "mapping/tokens.h"
+#include "shell/diagnostics.h"
 
 enum { kTextField = 11 };
 
@@ -31,6 +33,16 @@ void doProcessPrevHitTextString(void)
     snprintf(
         theTextStringEvent.convertedText, sizeof theTextStringEvent.convertedText, "%s", converted ? converted : "");
     keyEventChanged = 1;
+}
+
+int validateTextString(void)
+{
+    // The field is checked as well as the record: a text still being typed has not been taken yet.
+    std::string shown = etStringTSHdl ? EDITtext(etStringTSHdl) : std::string();
+    if (convertTextStringInt(shown.c_str()) && convertTextStringInt(theTextStringEvent.text))
+        return 1;
+    errormsg("%s", getstring(129, 48));
+    return 0;
 }
 
 void doitemHitTextString(int)

@@ -288,6 +288,25 @@ bool translateQtKey(int qtKey, unsigned qtModifiers, const char *text, int capsL
     return true;
 }
 
+// The virtual key code of a printable key's position, from its X11 key code; -1 when the key code
+// is unknown or not that of a printable key.
+int positionCode(uint32_t nativeScanCode)
+{
+    for (const ScanKey &scan : scanKeys) {
+        if (scan.scanCode != nativeScanCode)
+            continue;
+        if (scan.qtKey == '<')
+            return 0x0A;
+        if (scan.qtKey < 0x20 || scan.qtKey > 0x7E)
+            return -1; // Escape, Tab, Return, Backspace keep the codes of their Qt keys
+        bool shifted = false;
+        char plain = isLetter((char)scan.qtKey) ? (char)(scan.qtKey | 0x20) : (char)scan.qtKey;
+        const PrintableKey *key = printableByChar(plain, &shifted);
+        return key ? key->code : -1;
+    }
+    return -1;
+}
+
 } // namespace
 
 uint16_t KEYclassicModifiers(unsigned qtModifiers)
@@ -320,8 +339,19 @@ int KEYtranslate(
         flags |= kKeyCapsLockFlag;
     out->modifiers = flags;
     out->message = 0;
-    if (translateQtKey(qtKey, qtModifiers, text, capsLock, &out->message))
+    if (translateQtKey(qtKey, qtModifiers, text, capsLock, &out->message)) {
+        // The character is the one the layout typed, but the key code is the key's place on the
+        // keyboard: on AZERTY the key labelled A sits where a US keyboard has Q.
+        int code = (qtModifiers & Qt::KeypadModifier) || specialByQtKey(qtKey) ? -1 : positionCode(nativeScanCode);
+        if (code >= 0) {
+            uint8_t ch = (uint8_t)out->message;
+            bool control = (qtModifiers & Qt::ControlModifier) != 0;
+            if (!control && text && text[0] >= 0x20 && text[0] <= 0x7E && text[1] == '\0')
+                ch = (uint8_t)text[0];
+            out->message = (uint32_t)code << 8 | ch;
+        }
         return 1;
+    }
     for (const ScanKey &scan : scanKeys) {
         if (scan.scanCode != nativeScanCode)
             continue;
@@ -367,4 +397,16 @@ int KEYcharCode(int qtKey, unsigned qtModifiers, const char *text)
     if (text && text[0] != '\0')
         return (unsigned char)text[0];
     return -1;
+}
+
+int KEYmenuLetter(int qtKey, uint32_t nativeScanCode)
+{
+    if (qtKey >= Qt::Key_A && qtKey <= Qt::Key_Z)
+        return 'A' + (qtKey - Qt::Key_A);
+    if (nativeScanCode == 0)
+        return 0;
+    for (const ScanKey &scan : scanKeys)
+        if (scan.scanCode == nativeScanCode)
+            return scan.qtKey >= 'A' && scan.qtKey <= 'Z' ? scan.qtKey : 0;
+    return 0;
 }

@@ -41,4 +41,9 @@ uint16_t KEYclassicModifiers(unsigned qtModifiers);
 // key types nothing the filter knows.
 int KEYcharCode(int qtKey, unsigned qtModifiers, const char *text);
 
+// The letter A-Z of a command key chord: the Qt key when it is a Latin letter, else the letter of
+// the key's place on a US keyboard found from its X11 key code (Ctrl+S on a Cyrillic or Greek
+// layout); 0 when neither gives a letter.
+int KEYmenuLetter(int qtKey, uint32_t nativeScanCode);
+
 #endif

@@ -6,6 +6,11 @@
 
 Presenter::~Presenter() = default;
 
+bool Presenter::chooseFilteredFile(const std::vector<std::string> &filters, std::string &path, int (*)(const char *))
+{
+    return chooseFile(filters, path);
+}
+
 namespace {
 // Writes what would be shown to standard error and takes the default answer; used by the
 // command-line tools, which have no windows.

@@ -18,6 +18,10 @@ public:
     virtual int question(int dialogId, const std::string &text, int *checkbox) = 0;
     // The file chooser: filters are the type codes of the caller; returns false when cancelled.
     virtual bool chooseFile(const std::vector<std::string> &filters, std::string &path) = 0;
+    // The file chooser showing only the files `accept` takes (folders are always shown, to move
+    // through them). The plain presenters ask chooseFile; the caller checks the choice again.
+    virtual bool chooseFilteredFile(
+        const std::vector<std::string> &filters, std::string &path, int (*accept)(const char *path));
 };
 
 // The presenter in use; never null (a plain one that writes to standard error and takes the

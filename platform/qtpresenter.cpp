@@ -8,11 +8,13 @@
 #include <QCheckBox>
 #include <QDialog>
 #include <QFileDialog>
+#include <QFileSystemModel>
 #include <QLabel>
 #include <QLineEdit>
 #include <QMessageBox>
 #include <QPointer>
 #include <QPushButton>
+#include <QSortFilterProxyModel>
 #include <QTimer>
 
 #include "platform/dialogs.h"
@@ -156,5 +158,48 @@ bool QtPresenter::chooseFile(const std::vector<std::string> &filters, std::strin
     if (chosen.isEmpty())
         return false;
     path = DLGbytes(chosen);
+    return true;
+}
+
+namespace {
+// Hides the files the caller's filter refuses; folders stay so that the user can move through them.
+class AcceptedFilesOnly : public QSortFilterProxyModel {
+public:
+    explicit AcceptedFilesOnly(int (*test)(const char *), QObject *parent)
+        : QSortFilterProxyModel(parent), accept(test)
+    {
+    }
+
+protected:
+    bool filterAcceptsRow(int row, const QModelIndex &parent) const override
+    {
+        auto *files = qobject_cast<QFileSystemModel *>(sourceModel());
+        if (!files)
+            return true;
+        QModelIndex index = files->index(row, 0, parent);
+        if (files->isDir(index))
+            return true;
+        return accept(DLGbytes(files->filePath(index)).c_str()) != 0;
+    }
+
+private:
+    int (*accept)(const char *);
+};
+} // namespace
+
+bool QtPresenter::chooseFilteredFile(
+    const std::vector<std::string> &filters, std::string &path, int (*accept)(const char *))
+{
+    if (!accept)
+        return chooseFile(filters, path);
+    // The platform's own chooser cannot take a filter of this kind: Qt's chooser with a proxy does.
+    QFileDialog dialog(QApplication::activeWindow(), "Choose a Script");
+    dialog.setObjectName("chooseScriptFile");
+    dialog.setOption(QFileDialog::DontUseNativeDialog);
+    dialog.setFileMode(QFileDialog::ExistingFile);
+    dialog.setProxyModel(new AcceptedFilesOnly(accept, &dialog));
+    if (dialog.exec() != QDialog::Accepted || dialog.selectedFiles().isEmpty())
+        return false;
+    path = DLGbytes(dialog.selectedFiles().first());
     return true;
 }

@@ -11,6 +11,8 @@ public:
     int promptForName(const std::string &prompt, std::string &name, int maxLen) override;
     int question(int dialogId, const std::string &text, int *checkbox) override;
     bool chooseFile(const std::vector<std::string> &filters, std::string &path) override;
+    bool chooseFilteredFile(
+        const std::vector<std::string> &filters, std::string &path, int (*accept)(const char *path)) override;
 };
 
 #endif

@@ -21,6 +21,7 @@
 #include "mainwindow/commands.h"
 #include "mainwindow/remotepict.h"
 #include "mainwindow/selection.h"
+#include "platform/keys.h"
 #include "shell/diagnostics.h"
 #include "shell/prefs.h"
 
@@ -96,9 +97,14 @@ static int keyDown(QWidget *w, QKeyEvent *key)
     if (key->modifiers() & Qt::ControlModifier) {
         if (isModifierKey(key->key()))
             return 0;
+        if (key->isAutoRepeat()) {
+            // Only the first press of a held chord is a command; its repeats are plain key-downs.
+            if (w && mainDlog && w->window() == mainDlog->window())
+                eventMain(w, key);
+            return 1;
+        }
         updateEntry();
-        int ch = key->key() >= Qt::Key_A && key->key() <= Qt::Key_Z ? 'A' + (key->key() - Qt::Key_A) : 0;
-        if (long choice = MenuKey(ch))
+        if (long choice = MenuKey(KEYmenuLetter(key->key(), key->nativeScanCode())))
             doMenuEvent(choice);
         return 1;
     }

@@ -89,6 +89,37 @@ TEST(Keys, AnUnknownKeyIsFoundByItsScanCodeOrGivesNoKey)
     EXPECT_EQ(none.modifiers, 0x1000);
 }
 
+TEST(Keys, TheKeyCodeIsTheKeysPlaceAndTheCharacterWhatTheLayoutTyped)
+{
+    // AZERTY: the key labelled A sits on the US Q (X key code 24), Q on A (38), W on Z (52), M on ; (47).
+    EXPECT_EQ(translate(Qt::Key_A, 0, "a", 24).message, 0x0C61u);
+    EXPECT_EQ(translate(Qt::Key_Q, 0, "q", 38).message, 0x0071u);
+    EXPECT_EQ(translate(Qt::Key_W, Qt::ShiftModifier, "W", 52).message, 0x0657u);
+    EXPECT_EQ(translate(Qt::Key_M, 0, "m", 47).message, 0x296Du);
+    EXPECT_EQ(translate(Qt::Key_A, Qt::ControlModifier, "\x01", 24).message, 0x0C01u);
+    // AZERTY's digit row types its digits with Shift: the character is the one typed.
+    EXPECT_EQ(translate(Qt::Key_1, Qt::ShiftModifier, "1", 10).message, 0x1231u);
+    // QWERTZ: Z on the US Y (29), Y on Z (52).
+    EXPECT_EQ(translate(Qt::Key_Z, 0, "z", 29).message, 0x107Au);
+    EXPECT_EQ(translate(Qt::Key_Y, 0, "y", 52).message, 0x0679u);
+    // The ISO key typing "<" keeps its own code; the keypad and special keys are not moved.
+    EXPECT_EQ(translate(Qt::Key_Less, 0, "<", 94).message, 0x0A3Cu);
+    EXPECT_EQ(translate(Qt::Key_7, Qt::KeypadModifier, "7", 79).message, 0x5937u);
+    EXPECT_EQ(translate(Qt::Key_Return, 0, "\r", 36).message, 0x240Du);
+    // The US layout is unchanged.
+    EXPECT_EQ(translate(Qt::Key_A, 0, "a", 38).message, 0x0061u);
+}
+
+TEST(Keys, ACommandChordTakesTheLetterOrElseTheKeysPlace)
+{
+    EXPECT_EQ(KEYmenuLetter(Qt::Key_S, 39), 'S');
+    EXPECT_EQ(KEYmenuLetter(Qt::Key_A, 24), 'A'); // a Latin letter wins over its place
+    EXPECT_EQ(KEYmenuLetter(0x042B, 39), 'S'); // Cyrillic yeru on the S key
+    EXPECT_EQ(KEYmenuLetter(0x039B, 46), 'L'); // Greek lamda on the L key
+    EXPECT_EQ(KEYmenuLetter(0x042B, 0), 0);
+    EXPECT_EQ(KEYmenuLetter(0x00E9, 11), 0); // a digit's place is no letter
+}
+
 TEST(Keys, TheTypingFilterSeesClassicCharacterCodes)
 {
     EXPECT_EQ(KEYcharCode(Qt::Key_Return, 0, ""), 13);

@@ -1,9 +1,13 @@
 // The script, launch and text string pages: the script filter of the file chooser, Browse, Test
 // with its messages, and the text page's write-back.
 #include <QDir>
+#include <QFileDialog>
+#include <QListView>
 #include <QTemporaryDir>
+#include <QTimer>
 
 #include "mapperlink/launch.h"
+#include "platform/qtpresenter.h"
 #include "support/editor_window.h"
 
 static const char *filesMapping()
@@ -22,6 +26,22 @@ static int recordingOpener(const char *path)
 {
     opened.push_back(path);
     return openerResult;
+}
+
+static int scriptsOnly(const char *path)
+{
+    return myFilterScripts("fss ", path);
+}
+
+// The names a file chooser's list shows in its current folder.
+static QStringList listedNames(QListView *view)
+{
+    QStringList names;
+    if (!view || !view->model())
+        return names;
+    for (int row = 0; row < view->model()->rowCount(view->rootIndex()); row++)
+        names << view->model()->index(row, 0, view->rootIndex()).data().toString();
+    return names;
 }
 
 class EditorFilesTest : public QObject {
@@ -126,6 +146,55 @@ private slots:
         h.click(kEditOK);
         QCOMPARE(QString(h.action(theGlobalAppl, "Play")->theEvent.script.path), QString::fromStdString(script));
         QCOMPARE(h.action(theGlobalAppl, "Play")->theEvent.common.type, (int32_t)kAppleEventType);
+    }
+
+    void choosingAFileTheScriptFilterRefusesTellsTheUserWhy()
+    {
+        std::string script = file("keep.lua", "print(1)\n");
+        openScript();
+        h.presenter.nextFiles = { script };
+        h.click(13);
+        QCOMPARE(QString(theAppleEventEvent.path), QString::fromStdString(script));
+        std::string junk = file("junk.bin", std::string("\x00\x01\x02", 3));
+        h.presenter.clear();
+        h.presenter.nextFiles = { junk };
+        h.click(13);
+        QCOMPARE(QString(theAppleEventEvent.path), QString::fromStdString(script));
+        QCOMPARE(h.presenter.shown.size(), (size_t)2); // the chooser, then the reason
+        QCOMPARE(h.presenter.shown[1].id, 129);
+        QString why = QString::fromStdString(h.presenter.shown[1].text);
+        QVERIFY2(why.contains(QString::fromStdString(junk)) && why.contains("script"), qPrintable(why));
+    }
+
+    void theScriptChooserListsOnlyTheFilesTheFilterAccepts()
+    {
+        file("run.lua", "print(1)\n");
+        file("old.scpt", std::string("\x00\x01\x02", 3));
+        file("data.bin", std::string("\x00\x01\x02", 3));
+        QVERIFY(QDir(dir.path()).mkpath("more"));
+        QStringList listed;
+        bool chooserSeen = false;
+        QTimer probe;
+        QObject::connect(&probe, &QTimer::timeout, [&] {
+            auto *chooser = qobject_cast<QFileDialog *>(QApplication::activeModalWidget());
+            if (!chooser || chooserSeen)
+                return;
+            chooserSeen = true;
+            chooser->setDirectory(dir.path());
+            auto *view = chooser->findChild<QListView *>("listView");
+            (void)QTest::qWaitFor([&] { return listedNames(view).contains("run.lua") && listedNames(view).contains("more"); }, 5000);
+            listed = listedNames(view);
+            chooser->reject();
+        });
+        probe.start(50);
+        QtPresenter qt;
+        std::string path;
+        QVERIFY(!qt.chooseFilteredFile({ "osas" }, path, scriptsOnly));
+        probe.stop();
+        QVERIFY(chooserSeen);
+        QVERIFY2(listed.contains("run.lua") && listed.contains("old.scpt") && listed.contains("more"),
+            qPrintable(listed.join(",")));
+        QVERIFY2(!listed.contains("data.bin"), qPrintable(listed.join(",")));
     }
 
     void testingALaunchOpensThePathThroughTheOpener()

@@ -64,17 +64,100 @@ private slots:
         QCOMPARE(h.field(29)->cursorPosition(), 1);
         QCOMPARE(h.text(22), QString("-99"));
         h.click(14); // Mute: the arrows do nothing, and are still taken
-        QVERIFY(h.item(17));
-        int32_t before = theSysVolumeEvent.value;
-        arrow(Qt::Key_Up, h.item(17));
-        QCOMPARE(theSysVolumeEvent.value, before);
         QVERIFY(h.checked(18));
-        h.click(15); // Fade: the slider keeps its place
-        int position = slider()->value();
+        QCOMPARE(theSysVolumeEvent.value, 0);
+        // Let through, Down on the checked radio would move on to Toggle and Up back to On.
+        h.item(18)->setFocus();
+        arrow(Qt::Key_Down, h.item(18));
+        QVERIFY(h.checked(18) && !h.checked(19));
+        QCOMPARE(theSysVolumeEvent.value, 0);
+        arrow(Qt::Key_Up, h.item(18));
+        QVERIFY(h.checked(18) && !h.checked(17));
+        QCOMPARE(theSysVolumeEvent.value, 0);
+        QVERIFY(h.item(18)->hasFocus());
+        h.click(15); // Fade: the slider keeps its place, away from its ends where it could move
+        slider()->setValue(290); // snaps to 285, fade value 10
+        QCOMPARE(theSysVolumeEvent.value, 10);
+        slider()->setFocus();
         arrow(Qt::Key_Up);
+        QCOMPARE(slider()->value(), 285);
+        QCOMPARE(theSysVolumeEvent.value, 10);
         arrow(Qt::Key_Down);
-        QCOMPARE(slider()->value(), position);
+        QCOMPARE(slider()->value(), 285);
+        QCOMPARE(theSysVolumeEvent.value, 10);
+        QCOMPARE(h.text(28), QString("10"));
+    }
+
+    void leftAndRightStepTheSetSliderOneValueAtATime()
+    {
+        open("Play");
+        slider()->setValue(140); // where it used to stick
+        const int start = theSysVolumeEvent.value;
+        int position = slider()->value();
+        for (int value = start + 1; value <= 255; value++) {
+            arrow(Qt::Key_Right);
+            QCOMPARE(theSysVolumeEvent.value, value);
+            QVERIFY2(slider()->value() > position, qPrintable(QString("value %1").arg(value)));
+            position = slider()->value();
+        }
+        QCOMPARE(position, 400);
+        arrow(Qt::Key_Right); // at the end nothing moves
+        QCOMPARE(theSysVolumeEvent.value, 255);
+        for (int value = 254; value >= start; value--) {
+            arrow(Qt::Key_Left);
+            QCOMPARE(theSysVolumeEvent.value, value);
+            QVERIFY(slider()->value() < position);
+            position = slider()->value();
+        }
+        QCOMPARE(keyEventChanged, 1);
+    }
+
+    void leftAndRightStepTheChangeSliderOneShownStepAtATime()
+    {
+        open("Stop");
+        QCOMPARE(h.text(22), QString("-100"));
+        arrow(Qt::Key_Left);
+        QCOMPARE(h.text(22), QString("-100"));
+        QCOMPARE(keyEventChanged, 0);
+        for (int shown = -99; shown <= 100; shown++) {
+            arrow(Qt::Key_Right);
+            QCOMPARE(h.text(22), QString::number(shown));
+        }
+        QCOMPARE(theSysVolumeEvent.value, 255);
+        QCOMPARE(slider()->value(), 400);
+        for (int shown = 99; shown >= 80; shown--) {
+            arrow(Qt::Key_Left);
+            QCOMPARE(h.text(22), QString::number(shown));
+        }
+    }
+
+    void theFadeSliderStepsThroughTheFadeValuesByKeysAndWheel()
+    {
+        open("Menu");
+        h.click(15);
         QCOMPARE(theSysVolumeEvent.value, 1);
+        for (int value : { 2, 3, 4, 5, 10, 20, 60, 60 }) {
+            arrow(Qt::Key_Right);
+            QCOMPARE(theSysVolumeEvent.value, value);
+            QCOMPARE(h.text(28), QString::number(value));
+        }
+        for (int value : { 20, 10, 5 }) {
+            arrow(Qt::Key_Left);
+            QCOMPARE(theSysVolumeEvent.value, value);
+        }
+        QCOMPARE(keyEventChanged, 1);
+        // One notch of the wheel, either way, lands on a neighbouring fade value.
+        for (int notch : { 120, -120 }) {
+            slider()->setValue(290);
+            QCOMPARE(theSysVolumeEvent.value, 10);
+            QPointF at(slider()->width() / 2.0, slider()->height() / 2.0);
+            QWheelEvent wheel(at, slider()->mapToGlobal(at), QPoint(), QPoint(0, notch), Qt::NoButton, Qt::NoModifier,
+                Qt::NoScrollPhase, false);
+            QApplication::sendEvent(slider(), &wheel);
+            QVERIFY2(theSysVolumeEvent.value == 5 || theSysVolumeEvent.value == 20,
+                qPrintable(QString::number(theSysVolumeEvent.value)));
+            QCOMPARE(h.text(28), QString::number(theSysVolumeEvent.value));
+        }
     }
 
     void clickingFadeOnASetActionGivesValue1AndKeepsTheDirection()

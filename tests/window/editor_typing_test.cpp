@@ -155,10 +155,70 @@ private slots:
         QCOMPARE(h.text(11).size(), 30);
         h.field(11)->clear();
         QTest::keyClicks(h.field(11), "\\qz");
-        QCOMPARE(h.text(11), QString("\\q")); // "\q" converts to nothing, so nothing more is taken
-        QTest::keyClick(h.field(11), Qt::Key_Backspace);
+        QCOMPARE(h.text(11), QString("\\")); // "\q" and "\z" do not convert: both are refused
         QTest::keyClicks(h.field(11), "tz");
         QCOMPARE(h.text(11), QString("\\tz"));
+    }
+
+    void aCharacterThatMakesTheTextUnconvertibleIsRefused()
+    {
+        ApplicationRecord *vlc = h.appl("vlc");
+        QVERIFY(h.open(vlc, h.action(vlc, "Menu")));
+        h.focus(11);
+        struct Case {
+            const char *typed;
+            const char *kept;
+        };
+        for (Case c : { Case { "\\q", "\\" }, Case { "\\xg", "\\x" }, Case { "\\x00", "\\x0" },
+                 Case { "\\x4g1", "\\x41" }, Case { "\\\\q", "\\\\q" }, Case { "a\\nb\\x7e", "a\\nb\\x7e" } }) {
+            h.field(11)->clear();
+            QTest::keyClicks(h.field(11), c.typed);
+            QVERIFY2(h.text(11) == QString(c.kept), c.typed);
+        }
+        // In the middle of the text: a "q" after a lone backslash is refused there too.
+        h.field(11)->setText("\\\\ab");
+        h.field(11)->setCursorPosition(1);
+        QTest::keyClick(h.field(11), 'q');
+        QCOMPARE(h.text(11), QString("\\\\ab"));
+        // Over a selection: replacing "t" of "\t" by "q" would leave "\q".
+        h.field(11)->setText("\\tab");
+        h.field(11)->setSelection(1, 1);
+        QTest::keyClick(h.field(11), 'q');
+        QCOMPARE(h.text(11), QString("\\tab"));
+        // A paste goes through the same rule.
+        h.field(11)->clear();
+        QGuiApplication::clipboard()->setText(QString("a\\q"));
+        doEditDialogEditCommand(3);
+        QCOMPARE(h.text(11), QString("a\\"));
+    }
+
+    void okIsRefusedWhileTheTextDoesNotConvert()
+    {
+        ApplicationRecord *vlc = h.appl("vlc");
+        ActionRecord *menu = h.action(vlc, "Menu");
+        QVERIFY(h.open(vlc, menu));
+        h.focus(11);
+        QTest::keyClicks(h.field(11), "\\\\q");
+        QCOMPARE(h.text(11), QString("\\\\q"));
+        // Deleting the first backslash leaves "\q", which the reader could not read back.
+        h.field(11)->setCursorPosition(1);
+        QTest::keyClick(h.field(11), Qt::Key_Backspace);
+        QCOMPARE(h.text(11), QString("\\q"));
+        h.presenter.clear();
+        h.click(kEditOK);
+        QVERIFY2(EDITdialog() != nullptr, "the dialog stays open");
+        QCOMPARE(QString(menu->theEvent.textString.text), QString());
+        QCOMPARE(fileChg, 0);
+        QCOMPARE(h.presenter.shown.size(), (size_t)1);
+        QVERIFY(QString::fromStdString(h.presenter.shown[0].text).contains("backslash"));
+        // Corrected, the text is taken.
+        h.focus(11);
+        h.field(11)->setCursorPosition(1);
+        QTest::keyClick(h.field(11), 'n');
+        QCOMPARE(h.text(11), QString("\\nq"));
+        h.click(kEditOK);
+        QVERIFY(EDITdialog() == nullptr);
+        QCOMPARE(QString(menu->theEvent.textString.text), QString("\\nq"));
     }
 
     void aPasteIsFilteredLikeTyping()

@@ -1,5 +1,6 @@
 // Start-up, the event loop and shutdown: the order of the failing start-ups, quit requests,
 // window moves, Ctrl chords, plain keys and the idle chain.
+#include <QKeyEvent>
 #include <QLineEdit>
 #include <QListView>
 #include <QMainWindow>
@@ -284,6 +285,58 @@ private slots:
         QCOMPARE(done, 0);
         QTest::keyClick(field, Qt::Key_Q, Qt::ControlModifier); // Quit, nothing to save
         QCOMPARE(done, 1);
+    }
+
+    // A Ctrl chord as the window system delivers it: Qt key, X11 key code, a first press or a repeat.
+    static void chord(QWidget *to, int key, quint32 keyCode, bool repeat)
+    {
+        QKeyEvent press(QEvent::KeyPress, key, Qt::ControlModifier, keyCode, 0, 0x4, QString(), repeat);
+        QApplication::sendEvent(to, &press);
+    }
+
+    void aHeldCtrlChordRunsItsCommandOnlyOnce()
+    {
+        VQXEVTinstallRouting();
+        QWidget *main = MAINwindow();
+        QVERIFY(!myEw);
+        chord(main, Qt::Key_L, 46, false);
+        QVERIFY(myEw);
+        for (int i = 0; i < 3; i++)
+            chord(main, Qt::Key_L, 46, true); // held: the log window stays open
+        QVERIFY(myEw);
+        chord(main, Qt::Key_L, 46, false); // a new press closes it
+        QVERIFY(!myEw);
+
+        setFileChanged(1);
+        chord(main, Qt::Key_S, 39, false);
+        QCOMPARE(fileChg, 0);
+        setFileChanged(1);
+        for (int i = 0; i < 3; i++)
+            chord(main, Qt::Key_S, 39, true); // the repeats do not save again
+        QCOMPARE(fileChg, 1);
+        QCOMPARE(done, 0);
+    }
+
+    void ctrlChordsOnCyrillicAndGreekLayoutsFollowTheKeysPlace()
+    {
+        VQXEVTinstallRouting();
+        QWidget *main = MAINwindow();
+        const int cyrillicDe = 0x0414, greekLamda = 0x039B, cyrillicYeru = 0x042B; // on L, L and S
+        QVERIFY(!myEw);
+        chord(main, cyrillicDe, 46, false);
+        QVERIFY(myEw);
+        chord(main, greekLamda, 46, false);
+        QVERIFY(!myEw);
+        setFileChanged(1);
+        chord(main, cyrillicYeru, 39, false);
+        QCOMPARE(fileChg, 0);
+        // With no key code to go by, a letter outside A-Z is no command.
+        chord(main, cyrillicDe, 0, false);
+        QVERIFY(!myEw);
+        // A Latin layout keeps the letter: the key labelled S is Save wherever it sits.
+        setFileChanged(1);
+        chord(main, Qt::Key_S, 40, false);
+        QCOMPARE(fileChg, 0);
     }
 
     void plainKeyGoesToTheMainWindowHandler()
