@@ -113,9 +113,9 @@ int IMPcommand(int argc, char **argv)
         std::string why = r.converted ? writeRem(folder, r, force) : r.why;
         if (r.converted && why.empty()) {
             written++;
-            printf("written %s: remote %s, %s encoding, %zu buttons, FRQ %d, BIT %d (largest error %.1f%%)\n",
-                r.fileName.c_str(), r.remoteName.c_str(), r.encoding.c_str(), r.buttons.size(), r.frequency, r.bitTime,
-                r.worstError * 100);
+            printf("written %s: remote %s, %s encoding, %zu button%s, FRQ %d, BIT %d (largest error %.1f%%)\n",
+                r.fileName.c_str(), r.remoteName.c_str(), r.encoding.c_str(), r.buttons.size(),
+                r.buttons.size() == 1 ? "" : "s", r.frequency, r.bitTime, r.worstError * 100);
         } else {
             skipped++;
             printf("skipped remote %s (%s): %s\n", r.remoteName.c_str(), r.fileName.c_str(), why.c_str());

@@ -28,7 +28,7 @@ bool same(const std::string &a, const char *b)
     return strcasecmp(a.c_str(), b) == 0;
 }
 
-// The words of a line; a word starting with '#' ends it.
+// The words of a line; a word starting with '#' after the first ends it.
 std::vector<std::string> words(const std::string &line)
 {
     std::vector<std::string> out;
@@ -36,7 +36,7 @@ std::vector<std::string> words(const std::string &line)
     while (i < line.size()) {
         while (i < line.size() && (line[i] == ' ' || line[i] == '\t'))
             i++;
-        if (i >= line.size() || line[i] == '#')
+        if (i >= line.size() || (line[i] == '#' && !out.empty()))
             break;
         size_t start = i;
         while (i < line.size() && line[i] != ' ' && line[i] != '\t')
@@ -296,6 +296,10 @@ public:
             return;
         std::vector<std::string> w = words(text);
         if (w.empty())
+            return;
+        // An indented '#' starts a comment, except where lircd reads it as a button named "#".
+        uint64_t unused;
+        if (w[0][0] == '#' && !(mode == CODES && w.size() >= 2 && number(w[1], UINT64_MAX, &unused)))
             return;
         if (same(w[0], "include")) {
             error("an included file is not read");
