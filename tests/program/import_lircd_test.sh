@@ -48,7 +48,7 @@ CONF
 # 1. Every lircd.conf converted; none may crash the importer or stop it with a usage error.
 confs=$(find "$REMOTES" -type f \( -name 'lircd.conf*' -o -path '*/generic/*' \) | sort)
 [ -n "$confs" ] || echo "SKIP: no lircd.conf under $REMOTES (package lirc-compat-remotes)"
-# Four at a time, each file into its own folder (two files may hold remotes of the same name).
+# Eight at a time, each file into its own folder (two files may hold remotes of the same name).
 import() { # index conf
   local log="$WORK/logs/$1.log"
   echo "$2" > "$WORK/logs/$1.conf"
@@ -60,7 +60,7 @@ n=0
 for conf in $confs "$WORK/conf/lircd.conf.rawtest"; do
   n=$((n + 1))
   import "$n" "$conf" &
-  [ $((n % 4)) -eq 0 ] && wait
+  [ $((n % 8)) -eq 0 ] && wait
 done
 wait
 for ((i = 1; i <= n; i++)); do
@@ -184,7 +184,7 @@ while read -r file enc name conf; do
   echo "$file $enc $name" > "$WORK/judge.$k"
   judge "$k" "$file" "$enc" "$name" "$conf" &
   pids+=($!)
-  if [ $((k % 12)) -eq 0 ]; then wait; pids=(); fi
+  if [ $((k % 30)) -eq 0 ]; then wait; pids=(); fi
 done < "$WORK/chosen"
 wait
 pids=()
