@@ -11,6 +11,7 @@
 #include <cstring>
 #include <string>
 
+#include "mapper/importcmd.h"
 #include "mapper/load.h"
 #include "mapper/log.h"
 #include "mapper/loop.h"
@@ -39,6 +40,11 @@ static const char *const kUsage
       "  --verbose           trace every decision: frame matched, entry chosen, action done\n"
       "  --no-service        run here even where the vqx-mapper.service user unit could run it\n"
       "  --help              show this help and exit\n"
+      "\n"
+      "  vqx-mapper import-lircd [--force] FILE [DIR]\n"
+      "                      writes a remote description NAME.REM for every remote of the\n"
+      "                      lircd.conf FILE into DIR (the preferences folder) and lists what was\n"
+      "                      left out and why; an existing file is replaced only with --force\n"
       "\n"
       "One Mapper runs per session: it owns com.Orvenda.VQX.Mapper on the session bus, and a second\n"
       "one started says \"already running\" and exits with status 0. The editor's \"command\"\n"
@@ -92,6 +98,8 @@ static const char *value(int argc, char **argv, int *i)
 int main(int argc, char **argv)
 {
     LOOPoptions options;
+    if (argc > 1 && strcmp(argv[1], "import-lircd") == 0)
+        return IMPcommand(argc, argv);
     if (argc > 1 && strcmp(argv[1], "frames") == 0) {
         static char self[PATH_MAX];
         ssize_t n = readlink("/proc/self/exe", self, sizeof self - 1);
