@@ -84,6 +84,7 @@ static CHKline probeLircDevice(const std::string &path, bool *readable)
 
 std::vector<CHKline> CHKreceivers(const std::string &devDir, bool *readable)
 {
+    *readable = false;
     std::vector<CHKline> lines;
     std::vector<std::string> names;
     if (DIR *dir = opendir(devDir.c_str())) {
@@ -168,6 +169,7 @@ static CHKline probeEvdev(const std::string &name, bool *readable)
 
 CHKline CHKsource(const std::string &input, const std::string &devDir, bool *readable)
 {
+    *readable = false;
     std::string item = "source \"" + input + "\"";
     if (input.empty() || input.compare(0, 3, "USB") == 0 || input == "lirc") {
         std::string first;
@@ -241,6 +243,7 @@ CHKline CHKsource(const std::string &input, const std::string &devDir, bool *rea
 
 CHKline CHKuinput(const std::string &path, bool *usable)
 {
+    *usable = false;
     int fd = open(path.c_str(), O_RDWR | O_NONBLOCK | O_CLOEXEC);
     if (fd >= 0) {
         close(fd);

@@ -27,7 +27,8 @@ struct CHKoptions {
 
 // ---- probes ---------------------------------------------------------------------------------------
 
-// Every /dev/lirc* in devDir: opened, read, raw timings supported; *readable when one can be used.
+// Every /dev/lirc* in devDir: opened, read, raw timings supported; *readable tells whether one
+// can be used. The flags of the probes are always set, true or false.
 std::vector<CHKline> CHKreceivers(const std::string &devDir, bool *readable);
 // The source `input` (INT or --input) names, and whether it is there to read from.
 CHKline CHKsource(const std::string &input, const std::string &devDir, bool *readable);
