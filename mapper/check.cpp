@@ -452,6 +452,12 @@ CHKreport CHKcollect(const CHKoptions &options)
         input = options.input;
     bool anyReceiver = false;
     std::vector<CHKline> receivers = CHKreceivers(options.devDir, &anyReceiver);
+    bool automatic = input.empty() || input.compare(0, 3, "USB") == 0 || input == "lirc";
+    // Without a receiver plugged in, that is only worth a note when the source is named otherwise.
+    if (!automatic && !anyReceiver && receivers.size() == 1 && receivers[0].item == "receivers") {
+        receivers[0].state = CHK_NOTE;
+        receivers[0].fix.clear();
+    }
     report.lines.insert(report.lines.end(), receivers.begin(), receivers.end());
     report.lines.push_back(CHKlircd(""));
     bool sourceOk = false;
