@@ -1,11 +1,17 @@
 // The check's probes that talk to servers (the X server, the sound server, the compositor, the
-// session bus). Each runs in a child process of its own, which the check kills when it hangs.
+// session bus), each run in a child process of its own, which the check kills when it hangs.
+#include <fcntl.h>
+#include <poll.h>
 #include <pulse/pulseaudio.h>
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <QCoreApplication>
 #include <QDBusConnection>
 #include <QDBusMessage>
 #include <QDBusVariant>
+#include <cerrno>
 #include <cstdlib>
 #include <ctime>
 #include <memory>
@@ -24,6 +30,129 @@ static CHKline line(CHKstate state, const std::string &item, const std::string &
     l.fix = fix;
     return l;
 }
+
+static long long monotonicUs()
+{
+    struct timespec ts;
+    clock_gettime(CLOCK_MONOTONIC, &ts);
+    return (long long)ts.tv_sec * 1000000 + ts.tv_nsec / 1000;
+}
+
+// ---- running a probe in a child -----------------------------------------------------------------
+
+// Lines travel as four fields separated by tabs, one line each; tabs and line ends in the texts
+// become blanks.
+static std::string field(const std::string &s)
+{
+    std::string out = s;
+    for (char &c : out)
+        if (c == '\t' || c == '\n' || c == '\r')
+            c = ' ';
+    return out;
+}
+
+CHKchild CHKstart(const std::string &item, int timeoutMs, const std::function<std::vector<CHKline>()> &probe)
+{
+    CHKchild child;
+    child.item = item;
+    child.timeoutMs = timeoutMs;
+    child.startUs = monotonicUs();
+    int fds[2];
+    if (pipe2(fds, O_CLOEXEC) != 0)
+        return child;
+    fflush(nullptr);
+    pid_t pid = fork();
+    if (pid < 0) {
+        close(fds[0]);
+        close(fds[1]);
+        return child;
+    }
+    if (pid == 0) {
+        close(fds[0]);
+        // What the libraries say goes nowhere: the report is the child's only output.
+        int null = open("/dev/null", O_RDWR | O_CLOEXEC);
+        if (null >= 0) {
+            dup2(null, STDOUT_FILENO);
+            dup2(null, STDERR_FILENO);
+        }
+        std::string text;
+        for (const CHKline &l : probe())
+            text += std::to_string((int)l.state) + "\t" + field(l.item) + "\t" + field(l.text) + "\t" + field(l.fix)
+                + "\n";
+        size_t done = 0;
+        while (done < text.size()) {
+            ssize_t n = write(fds[1], text.data() + done, text.size() - done);
+            if (n <= 0)
+                break;
+            done += (size_t)n;
+        }
+        _exit(0);
+    }
+    close(fds[1]);
+    child.pid = pid;
+    child.fd = fds[0];
+    return child;
+}
+
+std::vector<CHKline> CHKfinish(CHKchild *child)
+{
+    std::vector<CHKline> lines;
+    if (child->pid < 0)
+        return { line(CHK_NOT, child->item, "could not be checked (no child process)") };
+    std::string text;
+    bool ended = false;
+    for (;;) {
+        long long left = child->startUs + (long long)child->timeoutMs * 1000 - monotonicUs();
+        if (left <= 0)
+            break;
+        struct pollfd p = { child->fd, POLLIN, 0 };
+        int n = poll(&p, 1, (int)((left + 999) / 1000));
+        if (n < 0 && errno == EINTR)
+            continue;
+        if (n <= 0)
+            break;
+        char buffer[4096];
+        ssize_t got = read(child->fd, buffer, sizeof buffer);
+        if (got <= 0) {
+            ended = true;
+            break;
+        }
+        if (text.size() < 65536)
+            text.append(buffer, (size_t)got);
+    }
+    close(child->fd);
+    child->fd = -1;
+    if (!ended)
+        kill(child->pid, SIGKILL);
+    waitpid(child->pid, nullptr, 0);
+    child->pid = -1;
+    if (!ended) {
+        lines.push_back(line(CHK_NOT, child->item,
+            "gave no answer within " + std::to_string(child->timeoutMs / 1000.0).substr(0, 3) + " s"));
+        return lines;
+    }
+    size_t start = 0;
+    while (start < text.size()) {
+        size_t end = text.find('\n', start);
+        if (end == std::string::npos)
+            break;
+        std::string row = text.substr(start, end - start);
+        start = end + 1;
+        std::vector<std::string> parts;
+        size_t a = 0;
+        for (size_t b; (b = row.find('\t', a)) != std::string::npos; a = b + 1)
+            parts.push_back(row.substr(a, b - a));
+        parts.push_back(row.substr(a));
+        if (parts.size() != 4 || parts[0].size() != 1 || parts[0][0] < '0' || parts[0][0] > '2')
+            continue;
+        lines.push_back(line((CHKstate)(parts[0][0] - '0'), parts[1], parts[2], parts[3]));
+    }
+    if (lines.empty())
+        lines.push_back(line(CHK_NOT, child->item, "could not be checked (the probe ended without an answer)"));
+    return lines;
+}
+
+// ---- the X server ------------------------------------------------------------------------------
 
 std::vector<CHKline> CHKprobeXTest(void)
 {

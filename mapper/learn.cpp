@@ -215,36 +215,38 @@ static int64_t countOf(uint32_t duration, int64_t unit)
     return n < 1 ? 1 : n;
 }
 
-// True when every duration lies within 10% of a whole number (at least 1) of units.
-static bool unitKeepsTenPercent(const std::vector<uint32_t> &durations, int64_t unit)
+// True when d lies within 10% of a whole number (at least 1) of units.
+static bool keepsTenPercent(uint32_t d, int64_t unit)
 {
-    for (uint32_t d : durations) {
-        int64_t error = countOf(d, unit) * unit - (int64_t)d;
-        if (error < 0)
-            error = -error;
-        if (error * 10 > (int64_t)d)
-            return false;
-    }
-    return true;
+    int64_t error = countOf(d, unit) * unit - (int64_t)d;
+    return (error < 0 ? -error : error) * 10 <= (int64_t)d;
 }
 
 bool LRNchooseUnit(const std::vector<uint32_t> &durations, int32_t *unit)
 {
     // The shortest duration is one unit at most 10% too long, so no unit above 1.1 times it can
-    // do; from there down, the first unit that keeps every duration within 10% is the largest.
-    // The count of the longest duration only grows as the unit shrinks, so if that unit gives a
-    // count over 255, no smaller one does better.
+    // do. From there the unit goes down: where it misses a duration d, no unit down to the top of
+    // the next range that suits d (1.1 d / n for the next count n) can do either, so it jumps
+    // there. The first unit that keeps every duration is the largest. The count of the longest
+    // duration only grows as the unit shrinks: if that unit gives a count over 255, none does better.
     if (durations.empty()) {
         *unit = 1;
         return true;
     }
     uint32_t shortest = *std::min_element(durations.begin(), durations.end());
     uint32_t longest = *std::max_element(durations.begin(), durations.end());
-    int64_t u = (int64_t)shortest * 11 / 10;
-    if (u < 1)
-        u = 1;
-    while (u > 1 && !unitKeepsTenPercent(durations, u))
-        u--;
+    int64_t u = std::max<int64_t>((int64_t)shortest * 11 / 10, 1);
+    for (bool found = false; !found && u > 1;) {
+        found = true;
+        for (uint32_t d : durations) {
+            if (keepsTenPercent(d, u))
+                continue;
+            int64_t n = ((int64_t)d * 9 + 10 * u - 1) / (10 * u); // the least count with n u >= 0.9 d
+            u = std::max<int64_t>((int64_t)d * 11 / (10 * n), 1);
+            found = false;
+            break;
+        }
+    }
     *unit = (int32_t)u;
     return countOf(longest, u) <= 255;
 }

@@ -4,9 +4,11 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
+#include <random>
 
 #include "mapper/decode.h"
 #include "mapper/learn.h"
@@ -68,6 +70,27 @@ TEST(LearnUnitTest, NecTimingsGetTheLargestUnitThatKeepsTenPercent)
     EXPECT_TRUE(withinTenPercent(kNec, unit));
     for (long larger = unit + 1; larger <= 2 * 562; larger++)
         EXPECT_FALSE(withinTenPercent(kNec, larger)) << larger;
+}
+
+TEST(LearnUnitTest, UnitIsTheLargestFoundByTryingEveryUnit)
+{
+    std::mt19937 rng(12345);
+    for (int round = 0; round < 300; round++) {
+        std::vector<uint32_t> d;
+        int n = 1 + (int)(rng() % 8);
+        for (int i = 0; i < n; i++)
+            d.push_back(30 + rng() % (round % 2 ? 3000 : 30000));
+        long best = 1;
+        uint32_t shortest = *std::min_element(d.begin(), d.end());
+        for (long u = shortest * 11 / 10; u >= 1; u--)
+            if (withinTenPercent(d, u)) {
+                best = u;
+                break;
+            }
+        int32_t unit = 0;
+        LRNchooseUnit(d, &unit);
+        ASSERT_EQ(unit, best) << "round " << round;
+    }
 }
 
 TEST(LearnUnitTest, ShortDurationsNeedASmallUnit)
