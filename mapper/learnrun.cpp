@@ -2,6 +2,7 @@
 // session that asks for the names, records the presses and writes the remote description.
 #include <fcntl.h>
 #include <poll.h>
+#include <sys/ioctl.h>
 #include <sys/stat.h>
 #include <time.h>
 #include <unistd.h>
@@ -19,6 +20,12 @@
 #include "mapper/load.h"
 #include "mapper/replay.h"
 #include "shell/files.h"
+
+// From the kernel's LIRC interface (linux/lirc.h): receivers that can measure the carrier do so
+// only when asked.
+#define LRN_LIRC_CAN_MEASURE_CARRIER 0x02000000
+#define LRN_LIRC_GET_FEATURES _IOR('i', 0x00000000, unsigned int)
+#define LRN_LIRC_SET_MEASURE_CARRIER_MODE _IOW('i', 0x0000001d, unsigned int)
 
 static int64_t monotonicUs()
 {
@@ -69,8 +76,23 @@ public:
         : device_(device)
         , name_(name)
     {
+        // The carrier is measured while learning only: measuring often switches the receiver to
+        // its short-range sensor, so it is switched off again at the end.
+        unsigned int features = 0;
+        if (device_.ownsFd && ioctl(device_.fd, LRN_LIRC_GET_FEATURES, &features) == 0
+            && (features & LRN_LIRC_CAN_MEASURE_CARRIER)) {
+            unsigned int on = 1;
+            measuring_ = ioctl(device_.fd, LRN_LIRC_SET_MEASURE_CARRIER_MODE, &on) == 0;
+        }
     }
-    ~ReceiverSource() override { INPclose(&device_); }
+    ~ReceiverSource() override
+    {
+        if (measuring_ && device_.fd >= 0) {
+            unsigned int off = 0;
+            ioctl(device_.fd, LRN_LIRC_SET_MEASURE_CARRIER_MODE, &off);
+        }
+        INPclose(&device_);
+    }
     std::string name() const override { return name_; }
     int next(LRNpress *press, int timeoutMs, std::string *why) override;
     void discard() override;
@@ -83,6 +105,7 @@ private:
     std::deque<LRNpress> presses_;
     int64_t lastSample_ = INT64_MIN / 4; // when the last sample was read; long ago at first
     bool gone_ = false;
+    bool measuring_ = false; // the carrier measurement was switched on here
     int readWaiting();
 };
 
