@@ -291,6 +291,13 @@ static bool readLine(FILE *in, std::string *line)
     return c != EOF || !line->empty();
 }
 
+// True when a line can be read from `in` without waiting.
+static bool lineWaiting(FILE *in)
+{
+    struct pollfd p = { fileno(in), POLLIN, 0 };
+    return poll(&p, 1, 0) > 0;
+}
+
 static std::string trimmed(const std::string &s)
 {
     size_t a = s.find_first_not_of(" \t\r\n");
@@ -315,6 +322,9 @@ int LRNrunWith(const LRNoptions &options, LRNsource *source, FILE *in, FILE *out
         src->name().c_str(), path.c_str());
     LRNsession session;
     std::string ended; // why the source stopped, if it did
+    // At a terminal, a line typed while presses are awaited gives up the button; answers read
+    // from a file are names only.
+    bool typing = isatty(fileno(in));
     while (ended.empty()) {
         fputs(LRNprompt(session).c_str(), out);
         fflush(out);
@@ -338,11 +348,18 @@ int LRNrunWith(const LRNoptions &options, LRNsource *source, FILE *in, FILE *out
         LRNbegin(&session, name);
         src->discard();
         while (!session.current.empty()) {
-            fprintf(out, "%s\n", LRNprompt(session).c_str());
+            fprintf(out, "%s%s\n", LRNprompt(session).c_str(), typing ? " (Enter skips this button)" : "");
             fflush(out);
             LRNpress press;
             int r;
-            while ((r = src->next(&press, 1000, &ended)) == 0) { }
+            bool skipped = false;
+            while ((r = src->next(&press, 200, &ended)) == 0 && !(skipped = typing && lineWaiting(in))) { }
+            if (skipped) {
+                readLine(in, &line);
+                fprintf(out, "  %s is skipped\n", session.current.c_str());
+                LRNbegin(&session, "");
+                break;
+            }
             if (r < 0) {
                 fprintf(out, "  %s; %s is not recorded\n", ended.c_str(), session.current.c_str());
                 break;
