@@ -2,13 +2,19 @@
 # Learning a remote from replayed presses with the answers typed on standard input: a held button's
 # repeats left out, a press of the wrong button asked again, a bad name refused, a blank name
 # ending; the file written into the preferences folder, read by the Mapper without a message and
-# decoding the shipped remote's frames; an existing file kept without --force.
+# decoding the shipped remote's frames; an existing file kept without --force; and presses read
+# from the configuration's receiver (a FIFO) as the session asks for them.
 set -euo pipefail
 APPDIR="$1"
 source "$(dirname "$0")/lib.sh"
 source "$(dirname "$0")/mapper_lib.sh"
 vqx_enter_session "$@"
 vqx_prepare
+learn_cleanup() {
+  [ -n "${LEARN_PID:-}" ] && kill "$LEARN_PID" 2> /dev/null || true
+  vqx_cleanup
+}
+trap learn_cleanup EXIT
 rem="$PREFS/OrvendaVQXM1A.REM"
 learned="$PREFS/Learned.REM"
 
@@ -73,6 +79,33 @@ mkdir "$WORK/elsewhere"
 printf 'Solo\n\n' | "$APPDIR/vqx-mapper" learn "$WORK/elsewhere/Mine.REM" --replay "$WORK/presses.txt" > /dev/null ||
   fail "learning into a path failed"
 grep -q "^CMD Solo " "$WORK/elsewhere/Mine.REM" || fail "the file was not written where the path says"
+
+# From the configuration's receiver (a FIFO here), each press written once the session asks for it;
+# the second press of Play is held (three frames 40 ms apart).
+words() { perl -ne 'print pack("V", $1 eq "pulse" ? 0x01000000 | $2 : $2) if /^(pulse|space) (\d+)/'; }
+fifo="$WORK/ir"
+mkfifo "$fifo" "$WORK/typed"
+sed -i "s|^INT .*|INT $fifo|" "$PREFS/OrvendaVQX.cfg"
+"$APPDIR/vqx-mapper" learn Live.REM < "$WORK/typed" > "$WORK/live.log" 2>&1 &
+LEARN_PID=$!
+exec 7> "$WORK/typed"
+echo Play >&7
+vqx_wait_line "$WORK/live.log" "press it \(1/2\)" || fail "the live session did not ask for the first press"
+vqx_frames "$rem" Play 1 300000 | jitter | words > "$fifo"
+vqx_wait_line "$WORK/live.log" "press it again \(2/2\)" || fail "the live session did not take the first press"
+vqx_frames "$rem" Play 3 40000 | jitter | words > "$fifo"
+vqx_wait_line "$WORK/live.log" "Play is recorded" || fail "the live session did not record Play"
+echo >&7
+exec 7>&-
+status=0
+wait "$LEARN_PID" || status=$?
+LEARN_PID=
+[ "$status" -eq 0 ] || { cat "$WORK/live.log"; fail "the live session ended with status $status"; }
+grep -q "from $fifo into" "$WORK/live.log" || fail "the live session did not read the configuration's receiver"
+[ "$(awk '$1 == "CMD" && $2 == "Play" { print NF }' "$PREFS/Live.REM")" = \
+  "$(awk '$1 == "CMD" && $2 == "Play" { print NF }' "$rem")" ] ||
+  fail "the live session did not write Play as long as the remote has it: $(cat "$PREFS/Live.REM")"
+grep -q "differs" "$WORK/live.log" && fail "the held press's repeats were taken as presses"
 
 # A session that ends before the first button is done writes nothing.
 status=0
