@@ -21,10 +21,14 @@ learned="$PREFS/Learned.REM"
 # Every duration moved by up to 5% either way, the same way on every run.
 jitter() { awk 'BEGIN { srand(7) } { printf "%s %d\n", $1, $2 * (0.95 + 0.1 * rand()) }'; }
 
-# Play held (three frames 40 ms apart), Play again, Stop, Menu by mistake, Stop again, Up twice.
+# An NEC repeat burst, which a held button sends after its frame.
+burst() { printf 'pulse 9000\nspace 2250\npulse 562\nspace %d\n' "$1"; }
+
+# Play held (three frames 40 ms apart and a repeat burst), Play again, Stop, Menu by mistake, Stop
+# again, Up twice.
 {
   vqx_frames "$rem" Play 3 40000
-  echo "space 300000"
+  burst 300000
   for b in Play Stop Menu Stop Up Up; do vqx_frames "$rem" "$b" 1 300000; done
 } | jitter > "$WORK/presses.txt"
 
@@ -81,7 +85,7 @@ printf 'Solo\n\n' | "$APPDIR/vqx-mapper" learn "$WORK/elsewhere/Mine.REM" --repl
 grep -q "^CMD Solo " "$WORK/elsewhere/Mine.REM" || fail "the file was not written where the path says"
 
 # From the configuration's receiver (a FIFO here), each press written once the session asks for it;
-# the second press of Play is held (three frames 40 ms apart).
+# the second press of Play is held (two frames 40 ms apart, then repeat bursts).
 words() { perl -ne 'print pack("V", $1 eq "pulse" ? 0x01000000 | $2 : $2) if /^(pulse|space) (\d+)/'; }
 fifo="$WORK/ir"
 mkfifo "$fifo" "$WORK/typed"
@@ -93,7 +97,7 @@ echo Play >&7
 vqx_wait_line "$WORK/live.log" "press it \(1/2\)" || fail "the live session did not ask for the first press"
 vqx_frames "$rem" Play 1 300000 | jitter | words > "$fifo"
 vqx_wait_line "$WORK/live.log" "press it again \(2/2\)" || fail "the live session did not take the first press"
-vqx_frames "$rem" Play 3 40000 | jitter | words > "$fifo"
+{ vqx_frames "$rem" Play 2 40000; burst 100000; burst 300000; } | jitter | words > "$fifo"
 vqx_wait_line "$WORK/live.log" "Play is recorded" || fail "the live session did not record Play"
 echo >&7
 exec 7>&-
