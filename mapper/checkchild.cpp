@@ -306,7 +306,10 @@ std::vector<CHKline> CHKprobeBus(int timeoutMs)
     int argc = 1;
     char name[] = "vqx-mapper-check";
     char *argv[] = { name, nullptr };
-    QCoreApplication app(argc, argv);
+    // A process of its own (the check's child) has no application object yet; Qt's bus needs one.
+    std::unique_ptr<QCoreApplication> app;
+    if (!QCoreApplication::instance())
+        app.reset(new QCoreApplication(argc, argv));
     QDBusConnection bus = QDBusConnection::sessionBus();
     if (!bus.isConnected())
         return { line(CHK_NOT, "session bus", "not reachable: " + bus.lastError().message().toStdString(),
