@@ -32,7 +32,7 @@ struct CHKoptions {
 std::vector<CHKline> CHKreceivers(const std::string &devDir, bool *readable);
 // The source `input` (INT or --input) names, and whether it is there to read from.
 CHKline CHKsource(const std::string &input, const std::string &devDir, bool *readable);
-// A lircd socket (path ""): /var/run/lirc/lircd). Connected: CHK_OK; absent: CHK_NOTE.
+// A lircd socket (path "" for /var/run/lirc/lircd): connected, CHK_OK; not running, CHK_NOTE.
 CHKline CHKlircd(const std::string &path);
 // /dev/uinput: can it be opened for writing?
 CHKline CHKuinput(const std::string &path, bool *usable);
