@@ -11,7 +11,9 @@
 #include <cstring>
 #include <string>
 
+#include "mapper/check.h"
 #include "mapper/importcmd.h"
+#include "mapper/learn.h"
 #include "mapper/load.h"
 #include "mapper/log.h"
 #include "mapper/loop.h"
@@ -21,6 +23,9 @@
 
 static const char *const kUsage
     = "Usage: vqx-mapper [OPTION]...\n"
+      "       vqx-mapper learn NAME.REM [--input SOURCE | --replay FILE] [--force]\n"
+      "       vqx-mapper check [--input SOURCE]\n"
+      "       vqx-mapper import-lircd [--force] FILE [DIR]\n"
       "Performs the Orvenda VQX remote's buttons: for every press, the action that the mapping in\n"
       "\"~/.config/Orvenda VQX Preferences\" gives that button for the application in front.\n"
       "\n"
@@ -41,10 +46,15 @@ static const char *const kUsage
       "  --no-service        run here even where the vqx-mapper.service user unit could run it\n"
       "  --help              show this help and exit\n"
       "\n"
-      "  vqx-mapper import-lircd [--force] FILE [DIR]\n"
-      "                      writes a remote description NAME.REM for every remote of the\n"
-      "                      lircd.conf FILE into DIR (the preferences folder) and lists what was\n"
-      "                      left out and why; an existing file is replaced only with --force\n"
+      "learn NAME.REM asks for the name of each button of a remote and records two presses of it from\n"
+      "the receiver (or --input SOURCE, or the presses of a --replay FILE), then writes the remote\n"
+      "description NAME.REM into the preferences folder (a name with a folder is taken as given);\n"
+      "an existing file is only replaced with --force.\n"
+      "check tells what works and what does not: receivers, the source chosen, the output, the sound\n"
+      "server, the front application, the session bus and the files; status 0 when a press would work.\n"
+      "import-lircd FILE [DIR] writes a remote description NAME.REM for every remote of the lircd.conf\n"
+      "FILE into DIR (the preferences folder) and lists what was left out and why; an existing file is\n"
+      "only replaced with --force.\n"
       "\n"
       "One Mapper runs per session: it owns com.Orvenda.VQX.Mapper on the session bus, and a second\n"
       "one started says \"already running\" and exits with status 0. The editor's \"command\"\n"
@@ -95,16 +105,63 @@ static const char *value(int argc, char **argv, int *i)
     return argv[++*i];
 }
 
+// "vqx-mapper learn NAME.REM [--input SOURCE | --replay FILE] [--force]".
+static int learn(int argc, char **argv)
+{
+    LRNoptions options;
+    for (int i = 2; i < argc; i++) {
+        if (strcmp(argv[i], "--input") == 0)
+            options.input = value(argc, argv, &i);
+        else if (strcmp(argv[i], "--replay") == 0)
+            options.replay = value(argc, argv, &i);
+        else if (strcmp(argv[i], "--force") == 0)
+            options.force = true;
+        else if (argv[i][0] != '-' && options.file.empty())
+            options.file = argv[i];
+        else {
+            fprintf(stderr, "vqx-mapper: learn: unexpected %s\n%s", argv[i], kUsage);
+            return 2;
+        }
+    }
+    if (options.file.empty() || (!options.input.empty() && !options.replay.empty())) {
+        fprintf(stderr, "vqx-mapper: learn takes a file name, and --input or --replay (not both)\n%s", kUsage);
+        return 2;
+    }
+    signal(SIGPIPE, SIG_IGN);
+    return LRNrun(options, stdin, stdout);
+}
+
+// "vqx-mapper check [--input SOURCE]".
+static int check(int argc, char **argv)
+{
+    CHKoptions options;
+    for (int i = 2; i < argc; i++) {
+        if (strcmp(argv[i], "--input") == 0)
+            options.input = value(argc, argv, &i);
+        else {
+            fprintf(stderr, "vqx-mapper: check: unexpected %s\n%s", argv[i], kUsage);
+            return 2;
+        }
+    }
+    signal(SIGPIPE, SIG_IGN);
+    return CHKrun(options, stdout);
+}
+
 int main(int argc, char **argv)
 {
     LOOPoptions options;
     if (argc > 1 && strcmp(argv[1], "import-lircd") == 0)
         return IMPcommand(argc, argv);
-    if (argc > 1 && strcmp(argv[1], "frames") == 0) {
+    if (argc > 1
+        && (strcmp(argv[1], "frames") == 0 || strcmp(argv[1], "learn") == 0 || strcmp(argv[1], "check") == 0)) {
         static char self[PATH_MAX];
         ssize_t n = readlink("/proc/self/exe", self, sizeof self - 1);
         self[n > 0 ? n : 0] = '\0';
         mainArgs0 = n > 0 ? self : argv[0];
+        if (strcmp(argv[1], "learn") == 0)
+            return learn(argc, argv);
+        if (strcmp(argv[1], "check") == 0)
+            return check(argc, argv);
         return printFrames(argc, argv);
     }
     int handedOver = SVCstartAsService(argc);
