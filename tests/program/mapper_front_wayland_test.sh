@@ -2,9 +2,15 @@
 # The window in front on a wlroots compositor: headless sway with two foot windows of different
 # app_ids; the front-window source (through vqx-wlfront-probe) reports each window as it opens and
 # as sway's focus moves, the other window when the focused one closes, none when the last closes,
-# and a lost connection when sway ends. Skips (status 77) where sway cannot run.
+# and a lost connection when sway ends. The Mapper itself, on a private session bus, follows too:
+# its FrontApplication and Entry properties, and a press performs the entry's action. Skips
+# (status 77) where sway cannot run.
 set -euo pipefail
 APPDIR="$1"
+if [ -z "${VQX_IN_SESSION:-}" ]; then
+    export VQX_IN_SESSION=1
+    exec dbus-run-session -- bash "$0" "$@"
+fi
 source "$(dirname "$0")/mapper_lib.sh"
 PROBE="$APPDIR/../tests/vqx-wlfront-probe"
 SKIP=77
@@ -16,10 +22,10 @@ skip() {
 
 WORK=$(mktemp -d)
 RUNTIME=$(mktemp -d)
-SWAY_PID="" PROBE_PID="" ALPHA_PID="" BETA_PID=""
+SWAY_PID="" PROBE_PID="" ALPHA_PID="" BETA_PID="" MAPPER_PID=""
 cleanup() {
     local pid
-    for pid in $PROBE_PID $ALPHA_PID $BETA_PID $SWAY_PID; do kill "$pid" 2> /dev/null || true; done
+    for pid in $MAPPER_PID $PROBE_PID $ALPHA_PID $BETA_PID $SWAY_PID; do kill "$pid" 2> /dev/null || true; done
     if [ -n "${VQX_KEEP_WORK:-}" ]; then echo "work folder kept: $WORK"; else rm -rf "$WORK"; fi
     rm -rf "$RUNTIME"
 }
@@ -31,6 +37,8 @@ fail() {
     cat "$WORK/probe.log" 2> /dev/null || true
     echo "--- sway's output"
     tail -n 20 "$WORK/sway.log" 2> /dev/null || true
+    echo "--- the Mapper's output"
+    tail -n 20 "$WORK/mapper.log" 2> /dev/null || true
     exit 1
 }
 
@@ -74,6 +82,47 @@ CLIENT=("${SESSION[@]}" WAYLAND_DISPLAY="$socket" SWAYSOCK="$ipc")
 "${CLIENT[@]}" "$PROBE" > "$WORK/probe.log" 2> "$WORK/probe.err" &
 PROBE_PID=$!
 
+# The Mapper, as this test's user (root may open nobody's socket): its display given by path, a
+# mapping whose two entries' Play keys differ from the default entry's, and the recording output.
+export XDG_CONFIG_HOME="$WORK/config"
+PREFS="$XDG_CONFIG_HOME/Orvenda VQX Preferences"
+mkdir -p "$XDG_CONFIG_HOME"
+"$APPDIR/vqx-install-preferences" > "$WORK/install.log"
+{
+    printf 'MAPVER 2\n\nDEFAULT\n\nACT Play KEY 00003100 0000 -1 -1 0 0 OVR\n'
+    printf '\nAPPL vqx-alpha\n\nACT Play KEY 00003101 0000 -1 -1 0 0 OVR\n'
+    printf '\nAPPL vqx-beta\n\nACT Play KEY 00003102 0000 -1 -1 0 0 OVR\n'
+} > "$PREFS/OrvendaVQXM1.map"
+env -u DISPLAY WAYLAND_DISPLAY="$RUNTIME/$socket" "$APPDIR/vqx-mapper" --output record --record "$WORK/record.log" \
+    > "$WORK/mapper.log" 2>&1 &
+MAPPER_PID=$!
+vqx_wait_count "$WORK/mapper.log" "front application: .*zwlr_foreign_toplevel_manager_v1" 1 ||
+    fail "the Mapper did not say it follows the compositor's activated toplevel"
+
+property() {
+    gdbus call --session --dest com.Orvenda.VQX.Mapper --object-path /com/Orvenda/VQX/Mapper \
+        --method org.freedesktop.DBus.Properties.Get com.Orvenda.VQX.Mapper1 "$1" 2> /dev/null || true
+}
+# Waits until the Mapper's FrontApplication is $1 (gdbus's printing of the list); then a press of
+# Play performs the key $2 (the entry's) and Entry is $3.
+mapper_follows() { # names key entry what
+    local got i before
+    for i in $(seq 1 300); do
+        got=$(property FrontApplication)
+        [ "$got" = "(<$1>,)" ] && break
+        sleep 0.01
+    done
+    [ "$got" = "(<$1>,)" ] || fail "$4: the Mapper's FrontApplication is $got, expected $1"
+    got=$(property Entry)
+    [ "$got" = "(<'$3'>,)" ] || fail "$4: Entry is $got, expected '$3'"
+    before=$(grep -c 'KEY_TAP ' "$WORK/record.log" 2> /dev/null || true)
+    vqx_bus_call Press s:Play > /dev/null || fail "$4: Press Play was refused"
+    vqx_bus_call Release s:Play > /dev/null || fail "$4: Release Play was refused"
+    vqx_wait_count "$WORK/record.log" "KEY_TAP " $((before + 1)) || fail "$4: the press performed nothing"
+    grep 'KEY_TAP ' "$WORK/record.log" | tail -n 1 | grep -q "KEY_TAP 0000$2 " ||
+        fail "$4: the press performed $(tail -n 1 "$WORK/record.log"), expected the key $2"
+}
+
 # Waits until the probe has printed "front NAME" (NAME: an app_id, or none) COUNT times in all.
 expect_front() { # name count what
     local pattern="^front app_id=$1 pid=[0-9]+$"
@@ -91,6 +140,7 @@ expect_front none 1 "at the start"
 "${CLIENT[@]}" foot --app-id vqx-alpha sleep 60 > "$WORK/alpha.log" 2>&1 &
 ALPHA_PID=$!
 expect_front vqx-alpha 1 "alpha opened"
+mapper_follows "['vqx-alpha']" 3101 vqx-alpha "alpha opened"
 "${CLIENT[@]}" foot --app-id vqx-beta sleep 60 > "$WORK/beta.log" 2>&1 &
 BETA_PID=$!
 expect_front vqx-beta 1 "beta opened"
@@ -99,6 +149,7 @@ focus vqx-alpha
 expect_front vqx-alpha 2 "alpha focused"
 focus vqx-beta
 expect_front vqx-beta 2 "beta focused"
+mapper_follows "['vqx-beta']" 3102 vqx-beta "beta focused"
 # The focused window closes: the other one is in front; the last closes: nothing is.
 kill "$BETA_PID"
 BETA_PID=""
@@ -106,6 +157,9 @@ expect_front vqx-alpha 3 "beta closed"
 kill "$ALPHA_PID"
 ALPHA_PID=""
 expect_front none 2 "alpha closed"
+default_entry=$(property Entry | sed "s/^(<'\(.*\)'>,)$/\1/")
+[ -n "$default_entry" ] && [ "$default_entry" != vqx-alpha ] || fail "with no window, Entry is '$default_entry'"
+mapper_follows "@as []" 3100 "$default_entry" "no window"
 
 expected="front none
 front app_id=vqx-alpha pid=0
