@@ -106,23 +106,23 @@ vqx_keys "$dialog" m Tab Tab Tab Tab space Tab Tab Tab Tab Tab Tab Tab Tab Tab T
 press_ok "$dialog" Tab Tab Tab Tab Tab
 
 # 3. Up: "Script", then Browse (after the path field) with the path typed into the file chooser,
-# then Test, the widget after Browse.
+# then Test, the widget after Browse. The script chooser shows only the files a script can be.
 select_row 3 Up 1
 dialog=$(open_editor Up)
 vqx_keys "$dialog" s Tab Tab Tab Tab space
 # The chooser's name field has the focus; what is typed before the chooser is ready is lost, so
 # the path is typed again (over the old text) while the chooser stays open.
 for attempt in 1 2 3; do
-  chooser=$(vqx_wait_window "^Choose a File$") || { [ "$attempt" -gt 1 ] || fail "Browse did not open the file chooser"; break; }
+  chooser=$(vqx_wait_window "^Choose a Script$") || { [ "$attempt" -gt 1 ] || fail "Browse did not open the file chooser"; break; }
   sleep 0.5
   vqx_keys "$chooser" ctrl+a
   vqx_type "$chooser" "$script"
   sleep 0.2
   vqx_key_closing "$chooser" Return
-  vqx_wait_no_window "^Choose a File$" && break
+  vqx_wait_no_window "^Choose a Script$" && break
 done
 [ "$attempt" -eq 1 ] || echo "the path was typed $attempt times into the file chooser"
-vqx_wait_no_window "^Choose a File$" || fail "the file chooser did not take the typed path"
+vqx_wait_no_window "^Choose a Script$" || fail "the file chooser did not take the typed path"
 grep -q "^shown " "$WORK/editor.log" && fail "the chosen script was refused: $(grep "^shown " "$WORK/editor.log")"
 vqx_keys "$dialog" Tab space # Test
 vqx_wait_file "$WORK/files/script.ran" || fail "Test did not run the script"
