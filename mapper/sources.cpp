@@ -315,7 +315,8 @@ static void evdevTry(SRCsource *s)
     }
     s->waitingSaid = false;
     *s->hooks.inputName = "evdev:" + path;
-    LOGinfo("input: reading keys from %s (\"%s\")%s", path.c_str(), safe(s->device.name).c_str(),
+    std::string named = s->device.name.empty() ? "" : " (\"" + safe(s->device.name) + "\")";
+    LOGinfo("input: reading keys from %s%s%s", path.c_str(), named.c_str(),
         s->device.grabbed ? ", grabbed" : ", not grabbed: its keys also reach the desktop");
     startReadingDevice(s);
 }
