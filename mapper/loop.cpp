@@ -246,11 +246,7 @@ static void watchDeviceFolder(LOOPmapper *m)
 
 static SRChooks sourceHooks(LOOPmapper *m)
 {
-    SRChooks hooks;
-    hooks.daemon = &m->daemon;
-    hooks.reschedule = [m]() { schedule(m); };
-    hooks.inputName = &m->inputName;
-    return hooks;
+    return SRChooks { &m->daemon, [m]() { schedule(m); }, &m->inputName };
 }
 
 static void startInput(LOOPmapper *m)
@@ -284,8 +280,7 @@ static void startInput(LOOPmapper *m)
     } else if (SRCclaims(source)) {
         m->source = SRCstart(source, sourceHooks(m));
     } else {
-        LOGinfo("input: the source \"%s\" is not known; use \"USB\", \"lirc\", a device path, \"fd:N\", "
-                "\"lircd\", \"lircd:SOCKET\", \"evdev:NAME\" or --replay",
+        LOGinfo("input: the source \"%s\" is not known (USB, lirc, a device path, fd:N, lircd[:SOCKET], evdev:NAME)",
             source.c_str());
         m->inputName = "none";
     }
