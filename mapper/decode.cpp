@@ -60,7 +60,7 @@ void DECinit(DECdecoder *d, const MTABtable &table, int64_t releaseAfterUs)
     d->frequency = table.frequency;
     d->releaseAfter = std::max<int64_t>(releaseAfterUs, 0);
     d->frames.resize(table.buttons.size());
-    if (table.bitTime <= 0)
+    if (table.keyCodes || table.bitTime <= 0)
         return; // a key-code remote, or no timing at all: nothing to match
     for (size_t i = 0; i < table.buttons.size(); i++)
         d->frames[i] = buildFrame(table.buttons[i].tokens, table.bitTime);

@@ -26,6 +26,7 @@
 #include "mapper/log.h"
 #include "mapper/record.h"
 #include "mapper/replay.h"
+#include "mapper/sources.h"
 #include "mapperlink/notify.h"
 #include "shell/files.h"
 
@@ -40,6 +41,7 @@ struct LOOPmapper {
     QTimer trim; // gives the pages of a reading back once the new mapping is in force
     QTimer replayTimer; // the next replayed sample
     INPdevice device;
+    SRCsource *source = nullptr; // lircd or an event device, when one of those is the input
     std::string inputName; // what the Input property shows
     std::string devicePath; // the receiver wanted ("" = the first /dev/lirc* found)
     bool autoReceiver = false;
@@ -70,6 +72,8 @@ static int64_t now(void)
 static void schedule(LOOPmapper *m)
 {
     int64_t due = DMNdeadline(&m->daemon);
+    if (SRCdeadline(m->source) < due)
+        due = SRCdeadline(m->source);
     if (m->replayNext < m->replay.samples.size() && !m->options.replayFast) {
         int64_t replayDue = m->replayStart + m->replayClock;
         if (replayDue < due)
@@ -108,6 +112,7 @@ static void onDecide(LOOPmapper *m)
     int64_t t = now();
     if (!m->options.replayFast)
         replayDue(m, t);
+    SRCexpire(m->source, t);
     DMNexpire(&m->daemon, t);
     schedule(m);
 }
@@ -241,11 +246,22 @@ static void watchDeviceFolder(LOOPmapper *m)
     QObject::connect(m->deviceWatchNotifier.get(), &QSocketNotifier::activated, [m]() { onDeviceFolderEvent(m); });
 }
 
+static SRChooks sourceHooks(LOOPmapper *m)
+{
+    return SRChooks { &m->daemon, [m]() { schedule(m); }, &m->inputName };
+}
+
 static void startInput(LOOPmapper *m)
 {
     std::string source = m->options.input.empty() ? m->daemon.table.input : m->options.input;
     if (source.empty() || source.compare(0, 3, "USB") == 0 || source == "lirc") {
         m->autoReceiver = true;
+        // Automatic: a raw receiver first, else lircd when it runs.
+        std::string why;
+        if (source != "lirc" && INPfindReceiver(&why).empty())
+            m->source = SRCstartLircdIfRunning(sourceHooks(m));
+        if (m->source)
+            return;
         tryOpenDevice(m, false);
         watchDeviceFolder(m);
     } else if (source.compare(0, 3, "fd:") == 0) {
@@ -263,9 +279,10 @@ static void startInput(LOOPmapper *m)
         m->devicePath = source;
         tryOpenDevice(m, false);
         watchDeviceFolder(m);
+    } else if (SRCclaims(source)) {
+        m->source = SRCstart(source, sourceHooks(m));
     } else {
-        LOGinfo("input: the source \"%s\" is not available in this version; use a device path, \"lirc\", "
-                "\"fd:N\" or --replay",
+        LOGinfo("input: the source \"%s\" is not known (USB, lirc, a device path, fd:N, lircd[:SOCKET], evdev:NAME)",
             source.c_str());
         m->inputName = "none";
     }
@@ -553,6 +570,7 @@ int LOOPrun(const LOOPoptions &options)
     m->front = nullptr;
     m->deviceNotifier.reset();
     INPclose(&m->device);
+    SRCstop(m->source);
     m->deviceWatchNotifier.reset();
     m->filesWatchNotifier.reset();
     m->signalNotifier.reset();

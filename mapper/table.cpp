@@ -76,6 +76,18 @@ static void compileButtons(MTABtable &table)
     }
 }
 
+// A key-code remote (FRQ 0 and BIT 0) gives each button one token, the key code the kernel
+// reports for it; the first button of a code takes it, as the first action of a name does.
+static void compileKeyCodes(MTABtable &table)
+{
+    table.keyCodes = table.frequency == 0 && table.bitTime == 0;
+    if (!table.keyCodes)
+        return;
+    for (size_t b = 0; b < table.buttons.size(); b++)
+        if (table.buttons[b].tokens.size() == 1)
+            table.buttonByKey.emplace((int)table.buttons[b].tokens[0], (int)b);
+}
+
 // One entry: every action of its list appended to the table's actions, and each remote button
 // pointed at the first action of the button's name (later ones of the same name are never used).
 static MTABentry compileEntry(MTABtable &table, const ApplicationRecord &appl)
@@ -108,6 +120,7 @@ MTABtable MTABcompile(void)
     table.frequency = RemoteParms.frequency;
     table.bitTime = RemoteParms.bitTime;
     compileButtons(table);
+    compileKeyCodes(table);
     int count = numApplications;
     if (count < 0)
         count = 0;
@@ -126,6 +139,12 @@ int MTABbuttonIndex(const MTABtable &table, const std::string &name)
         if (table.buttons[i].name == name)
             return (int)i;
     return -1;
+}
+
+int MTABkeyButton(const MTABtable &table, int code)
+{
+    auto found = table.buttonByKey.find(code);
+    return found == table.buttonByKey.end() ? -1 : found->second;
 }
 
 int MTABentryIndex(const MTABtable &table, const std::string &name)

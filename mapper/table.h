@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 // One button's action in one entry, in plain values (the model's event record, flattened).
@@ -48,6 +49,8 @@ struct MTABtable {
     std::vector<MTABaction> actions;  // every action of every entry
     int globalEntry = -1;     // index of "*GLOBAL*", or -1
     int defaultEntry = -1;    // index of the default entry, or -1
+    bool keyCodes = false;    // a key-code remote: each button's one token is a Linux key code
+    std::unordered_map<int, int> buttonByKey; // key-code remotes: key code -> first button with it
 };
 
 // Compiles the shared readers' model (the globals of mapping/model.h, mapping/remote.h and
@@ -55,6 +58,9 @@ struct MTABtable {
 MTABtable MTABcompile(void);
 // Index of the button named `name`, or -1.
 int MTABbuttonIndex(const MTABtable &table, const std::string &name);
+// Index of the first button of a key-code remote whose token is the Linux key code `code`, or -1
+// (always -1 for a remote of timings).
+int MTABkeyButton(const MTABtable &table, int code);
 // Index of the first entry named `name` exactly, or -1.
 int MTABentryIndex(const MTABtable &table, const std::string &name);
 
