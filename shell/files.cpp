@@ -125,6 +125,13 @@ static int joinPath(char *buffer, size_t size, const char *folder, const char *n
     return n < 0 || (size_t)n >= size ? -1 : 0;
 }
 
+static VQXFILESopenHook openHook; // tests only: serves working files from elsewhere
+
+void VQXFILESsetOpenHookForTests(VQXFILESopenHook hook)
+{
+    openHook = hook;
+}
+
 FILE *VQXFILESopenPrefsFile(const char *name, const char *mode, int overwrite)
 {
     char source[1024], prefs[1024], cwd[1024];
@@ -134,6 +141,9 @@ FILE *VQXFILESopenPrefsFile(const char *name, const char *mode, int overwrite)
         BUGprintf("Orvenda VQX ERROR: VQXFILESopenPrefsFile(): unable to open prefs file %s", name ? name : "");
         return nullptr;
     }
+    if (openHook && !overwrite)
+        if (FILE *served = openHook(name, mode))
+            return served;
     if (installPath(source) != 0) {
         BUGprintf("Orvenda VQX ERROR: VQXFILESopenPrefsFile(): unable to create install path (args[0]=[%s], "
                   "current path=[%s]",
