@@ -251,7 +251,6 @@ int createMain(void)
     MENUattach(mainWindow);
     ICONsetWindowIconWhenShown(mainWindow, ICONsvg(":/cicn/140.svg"));
 
-    BUGprintf("POS %d:%d", theConfigPrefs.mainLeft, theConfigPrefs.mainTop);
     mainDlogLimitRect = LAYOUTgrowLimits(designedHeight, designedWidth);
     sizeWindowFor(designedHeight, designedWidth);
     MAINplaceWindow();

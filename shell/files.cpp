@@ -125,9 +125,25 @@ static int joinPath(char *buffer, size_t size, const char *folder, const char *n
     return n < 0 || (size_t)n >= size ? -1 : 0;
 }
 
+static VQXFILESopenHook openHook; // tests only: serves working files from elsewhere
+
+void VQXFILESsetOpenHookForTests(VQXFILESopenHook hook)
+{
+    openHook = hook;
+}
+
 FILE *VQXFILESopenPrefsFile(const char *name, const char *mode, int overwrite)
 {
     char source[1024], prefs[1024], cwd[1024];
+    // No name (a configuration without its MAP or REM line) would open the folder itself, which
+    // reads as an empty file: it fails as a missing file does, and nothing is copied for it.
+    if (!name || !name[0]) {
+        BUGprintf("Orvenda VQX ERROR: VQXFILESopenPrefsFile(): unable to open prefs file %s", name ? name : "");
+        return nullptr;
+    }
+    if (openHook && !overwrite)
+        if (FILE *served = openHook(name, mode))
+            return served;
     if (installPath(source) != 0) {
         BUGprintf("Orvenda VQX ERROR: VQXFILESopenPrefsFile(): unable to create install path (args[0]=[%s], "
                   "current path=[%s]",
@@ -148,6 +164,11 @@ FILE *VQXFILESopenPrefsFile(const char *name, const char *mode, int overwrite)
         copy(to, from);
     }
     FILE *stream = fopen(to, mode);
+    struct stat st;
+    if (stream && fstat(fileno(stream), &st) == 0 && S_ISDIR(st.st_mode)) {
+        fclose(stream); // a folder (".", "..", a folder of that name) is no working file
+        stream = nullptr;
+    }
     if (!stream)
         BUGprintf("Orvenda VQX ERROR: VQXFILESopenPrefsFile(): unable to open prefs file %s", name);
     return stream;

@@ -75,4 +75,12 @@ int VQXFILEScommitSave(VQXSAVE *save);
 // Gives up a save: closes and removes the temporary file.
 void VQXFILESabortSave(VQXSAVE *save);
 
+// For tests only. A routine asked first whenever a working file is opened: it may hand back a
+// stream of its own (the file's bytes from memory), or none to open the file as usual.
+typedef FILE *(*VQXFILESopenHook)(const char *name, const char *mode);
+void VQXFILESsetOpenHookForTests(VQXFILESopenHook hook);
+// For tests only: non-zero makes saves skip the syncs to the disk (a loop of thousands of saves
+// would wait on the disk for each); the files are written and renamed into place as ever.
+void VQXFILESskipSyncForTests(int skip);
+
 #endif

@@ -1,4 +1,5 @@
-// Feeds any bytes to the configuration reader as "OrvendaVQX.cfg" and writes the result back.
+// Feeds any bytes to the configuration reader as "OrvendaVQX.cfg" (from memory) and writes the
+// result back.
 #include <cstring>
 
 #include "fuzz_support.h"
@@ -7,7 +8,7 @@
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 {
     FUZZinit();
-    FUZZwriteFile("OrvendaVQX.cfg", data, size);
+    FUZZserveFile("OrvendaVQX.cfg", data, size);
     CFGreset();
     if (readGlobalConfiguration() == 0) {
         if (strlen(mapFileName) > 32 || strlen(remFileName) > 31 || strlen(adapterName) > 32)

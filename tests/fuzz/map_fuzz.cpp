@@ -1,4 +1,4 @@
-// Feeds any bytes to the mapping reader as a .map file (with a small fixed remote), then runs
+// Feeds any bytes to the mapping reader as a .map file (from memory, with a small fixed remote), then runs
 // the reconciliation, describes and writes every action, and frees the model.
 #include <cstdio>
 #include <cstdlib>
@@ -19,12 +19,12 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     FUZZinit();
     static FILE *sink = nullptr;
     if (!sink) {
-        FUZZwriteFile("fuzz.REM", reinterpret_cast<const uint8_t *>(remote), sizeof remote - 1);
+        FUZZserveFile("fuzz.REM", reinterpret_cast<const uint8_t *>(remote), sizeof remote - 1);
         sink = fopen("/dev/null", "w");
         cmdBufMemoryLen = 20000;
         cmdBufMemory = static_cast<char *>(malloc((size_t)cmdBufMemoryLen));
     }
-    FUZZwriteFile("fuzz.map", data, size);
+    FUZZserveFile("fuzz.map", data, size);
     snprintf(mapFileName, sizeof mapFileName, "fuzz.map");
     snprintf(remFileName, sizeof remFileName, "fuzz.REM");
     lastWasEol = 0;

@@ -1,4 +1,4 @@
-// Feeds any bytes to the remote description reader as a .REM file; the first byte picks the size
+// Feeds any bytes to the remote description reader as a .REM file (from memory); the first byte picks the size
 // of the command buffer, so that full buffers are reached too. The command list is walked after
 // each read.
 #include <cstdlib>
@@ -16,7 +16,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     free(cmdBufMemory);
     cmdBufMemoryLen = data[0] * 16 + 1;
     cmdBufMemory = static_cast<char *>(malloc((size_t)cmdBufMemoryLen));
-    FUZZwriteFile("fuzz.REM", data + 1, size - 1);
+    FUZZserveFile("fuzz.REM", data + 1, size - 1);
     lastWasEol = 0;
     parseRemFile("fuzz.REM");
     long sum = 0;

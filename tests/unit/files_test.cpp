@@ -159,6 +159,39 @@ TEST_F(FilesTest, OpeningWithoutPreferencesFolderTracesOpenFailure)
               std::string::npos);
 }
 
+TEST_F(FilesTest, EmptyNameFailsAsAMissingFileAndDoesNotOpenTheFolder)
+{
+    config.install(false);
+    FILE *f = nullptr;
+    std::string out = captureStdout([](void *r) { *(FILE **)r = VQXFILESopenPrefsFile("", "r", 0); }, &f);
+    EXPECT_EQ(f, nullptr);
+    if (f)
+        fclose(f);
+    EXPECT_NE(out.find("Orvenda VQX ERROR: VQXFILESopenPrefsFile(): unable to open prefs file \n"), std::string::npos);
+    EXPECT_EQ(out.find("copying from"), std::string::npos);
+}
+
+TEST_F(FilesTest, NameOfAFolderFailsAsAMissingFile)
+{
+    config.install(false);
+    ASSERT_EQ(mkdir((prefs + "/sub.map").c_str(), 0700), 0);
+    struct Open {
+        const char *name;
+        FILE *stream;
+    };
+    for (const char *name : { ".", "..", "sub.map" }) {
+        Open o { name, nullptr };
+        std::string out = captureStdout([](void *p) {
+            Open *open = static_cast<Open *>(p);
+            open->stream = VQXFILESopenPrefsFile(open->name, "r", 0);
+        }, &o);
+        EXPECT_EQ(o.stream, nullptr) << name;
+        if (o.stream)
+            fclose(o.stream);
+        EXPECT_NE(out.find(std::string("unable to open prefs file ") + name), std::string::npos) << name;
+    }
+}
+
 TEST_F(FilesTest, NoProgramPathFallsBackToCurrentFolder)
 {
     config.install(false);

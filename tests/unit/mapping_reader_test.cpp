@@ -342,6 +342,29 @@ TEST(MappingReader, MissingFileIsFatal)
                                    "continue..." });
 }
 
+TEST(MappingReader, ConfigurationWithoutMapLineFailsAsAMissingFile)
+{
+    PresenterScope scope;
+    MappingFiles files("MAPVER 2\nAPPL *GLOBAL*\n");
+    writeFile(files.path(VQX_CONFIG_FILE_NAME), "UI\nREM test.REM\nINT USB\nMEM 20000\n");
+    CFGreset(); // as at start-up: no name before the file is read
+    ASSERT_EQ(readGlobalConfiguration(), 0);
+    ASSERT_STREQ(mapFileName, "");
+    EXPECT_EQ(readMapAndRemFiles(), -1);
+    EXPECT_EQ(scope.presenter.texts(),
+        std::vector<std::string> { "Fatal error: unable to open MAP file  for reading; cannot continue..." });
+}
+
+TEST(MappingReader, NoRemoteNamedInConfigurationOrMappingFailsAsAMissingFile)
+{
+    PresenterScope scope;
+    MappingFiles files("MAPVER 2\nAPPL *GLOBAL*\nACT Play NO_ACTION\n", "", 20000, "");
+    ASSERT_STREQ(remFileName, "");
+    EXPECT_EQ(readMapAndRemFiles(), -1);
+    EXPECT_EQ(scope.presenter.texts(),
+        std::vector<std::string> { "Remote description file  cannot be opened; cannot continue..." });
+}
+
 TEST(MappingReader, DefaultEntryIsNamedAndBecomesTheDefault)
 {
     PresenterScope scope;

@@ -69,6 +69,15 @@ int readFromFile(const std::string &path, MgrCfgPrefs *record)
     close(fd);
     return result;
 }
+
+// Sets the access and modification times of the file to the start of 2001.
+int setTimesLongAgo(const std::string &path)
+{
+    struct timespec times[2];
+    times[0].tv_sec = times[1].tv_sec = 978307200;
+    times[0].tv_nsec = times[1].tv_nsec = 0;
+    return utimensat(AT_FDCWD, path.c_str(), times, 0);
+}
 } // namespace
 
 TEST_F(PrefsTest, DefaultsAreVersionOneShowButtonsAndWindowAt100)
@@ -229,13 +238,38 @@ TEST_F(PrefsTest, EmptyFileReadsDefaultsAsCurrent)
 TEST_F(PrefsTest, UnchangedRunDoesNotRewriteFile)
 {
     writeFile(path, block(1, 52, sampleRecord()));
+    // The file's times are put far in the past: any write, even of the same bytes, moves the
+    // modification time to now (a read-only mode would not do, root writes through it).
+    ASSERT_EQ(setTimesLongAgo(path), 0);
     struct stat before;
     ASSERT_EQ(stat(path.c_str(), &before), 0);
     ASSERT_EQ(getPrefs(), 0);
     ASSERT_EQ(prefsChanged, 0);
-    chmod(path.c_str(), 0444); // a write would fail loudly
     EXPECT_EQ(closePrefs(), 0);
     EXPECT_TRUE(presenter.shown.empty());
+    struct stat after;
+    ASSERT_EQ(stat(path.c_str(), &after), 0);
+    EXPECT_EQ(after.st_mtim.tv_sec, before.st_mtim.tv_sec);
+    EXPECT_EQ(after.st_mtim.tv_nsec, before.st_mtim.tv_nsec);
+    EXPECT_EQ(after.st_ctim.tv_sec, before.st_ctim.tv_sec);
+    EXPECT_EQ(after.st_ctim.tv_nsec, before.st_ctim.tv_nsec);
+    EXPECT_EQ(after.st_ino, before.st_ino);
+    EXPECT_EQ(readFile(path), block(1, 52, sampleRecord()));
+}
+
+TEST_F(PrefsTest, ChangedRunRewritesFileWithNewTimes)
+{
+    // The other side of the test above: the same check sees a write when there is one.
+    writeFile(path, block(1, 52, sampleRecord()));
+    ASSERT_EQ(setTimesLongAgo(path), 0);
+    struct stat before;
+    ASSERT_EQ(stat(path.c_str(), &before), 0);
+    ASSERT_EQ(getPrefs(), 0);
+    prefsChanged = 1;
+    EXPECT_EQ(closePrefs(), 0);
+    struct stat after;
+    ASSERT_EQ(stat(path.c_str(), &after), 0);
+    EXPECT_GT(after.st_mtim.tv_sec, before.st_mtim.tv_sec);
     EXPECT_EQ(readFile(path), block(1, 52, sampleRecord()));
 }
 

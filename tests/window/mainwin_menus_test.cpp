@@ -1,5 +1,7 @@
 // The menus and commands: item numbering, Save, Save As names, Revert, Quit, switching files,
 // new, rename and delete application, removing unused buttons, the log window, About.
+#include <csignal>
+#include <sys/resource.h>
 #include <sys/stat.h>
 
 #include "mainwindow/applcommands.h"
@@ -8,6 +10,26 @@
 #include "mapping/config.h"
 #include "mapping/mapfile.h"
 #include "support/mainwin_window.h"
+
+namespace {
+// While one lives, saves fail as on a full disk: the files of this process may not grow past a
+// few bytes (permissions would not stop root).
+struct FullDisk {
+    struct rlimit old;
+    FullDisk()
+    {
+        signal(SIGXFSZ, SIG_IGN);
+        getrlimit(RLIMIT_FSIZE, &old);
+        struct rlimit small = { 16, old.rlim_max };
+        setrlimit(RLIMIT_FSIZE, &small);
+    }
+    ~FullDisk()
+    {
+        setrlimit(RLIMIT_FSIZE, &old);
+        signal(SIGXFSZ, SIG_DFL);
+    }
+};
+} // namespace
 
 class MainWindowMenusTest : public QObject {
     Q_OBJECT
@@ -199,6 +221,63 @@ private slots:
         QCOMPARE(mapFileChanged, 1); // "quiet" lacked a button of the remote
         QCOMPARE(fileChg, mapFileChanged);
         QCOMPARE(currentApplIdx, 7);
+    }
+
+    void quitAfterAFailedSaveKeepsTheProgramAndTheChanges()
+    {
+        currentAppl->disabled = 1;
+        setFileChanged(1);
+        std::string before = readFile(prefsFile("Test.map"));
+        {
+            FullDisk full;
+            presenter.nextAnswers = {1}; // Save
+            choose(kMenuFile, kItemQuit);
+        }
+        QCOMPARE(done, 0);
+        QCOMPARE(fileChg, 1);
+        QCOMPARE(currentAppl->disabled, 1);
+        QCOMPARE(readFile(prefsFile("Test.map")), before);
+        QCOMPARE((int)presenter.shown.size(), 2);
+        QCOMPARE(presenter.shown[0].id, 134);
+        QCOMPARE(presenter.shown[1].text, std::string(getstring(129, 12)));
+        // With room again the same Quit saves and ends.
+        presenter.clear();
+        presenter.nextAnswers = {1};
+        choose(kMenuFile, kItemQuit);
+        QCOMPARE(done, 1);
+        QCOMPARE(fileChg, 0);
+        QVERIFY(readFile(prefsFile("Test.map")) != before);
+    }
+
+    void switchingTheMappingAfterAFailedSaveStaysWithTheUnsavedMapping()
+    {
+        writeFile(prefsFile("Other.map"), MWTESTmapping());
+        VQXFILESgetPrefsFiles();
+        createMappingMenu();
+        int other = 0;
+        for (int i = 1; i <= numberOfMappings; i++)
+            if (QString(GetMenuItemText(kMenuMappings, i)) == "Other.map")
+                other = i;
+        QVERIFY(other > 0);
+        int current = currentMappingIdx;
+        currentAppl->disabled = 1;
+        setFileChanged(1);
+        std::string before = readFile(prefsFile("Test.map"));
+        {
+            FullDisk full;
+            presenter.nextAnswers = {1, 1}; // yes, switch; Save
+            choose(kMenuMappings, other);
+        }
+        QCOMPARE((int)presenter.shown.size(), 3);
+        QCOMPARE(presenter.shown[1].id, 134);
+        QCOMPARE(presenter.shown[2].text, std::string(getstring(129, 12)));
+        QCOMPARE(QString(mapFileName), QString("Test.map"));
+        QCOMPARE(stMapFileNameHdl->text(), QString("Test.map"));
+        QCOMPARE(currentMappingIdx, current);
+        QCOMPARE(fileChg, 1);
+        QCOMPARE(currentAppl->disabled, 1);
+        QCOMPARE(readFile(prefsFile("Test.map")), before);
+        QVERIFY(readFile(prefsFile("OrvendaVQX.cfg")).find("MAP Test.map") != std::string::npos);
     }
 
     void switchingTheRemoteRebuildsTheWindow()

@@ -7,6 +7,8 @@
 #include <QProcess>
 #include <QResource>
 #include <csignal>
+#include <fcntl.h>
+#include <sys/stat.h>
 #include <cstdio>
 #include <cstring>
 #include <fstream>
@@ -380,10 +382,81 @@ private slots:
 
     void modifierKeysAtStartAreRecordedAsMaskedValues()
     {
-        // Nothing is held while the tests run.
+        // Keys held while the program starts: each flag keeps its key map mask, not a plain 1.
+        QWidget target;
+        target.show();
+        const Qt::KeyboardModifiers all = Qt::ShiftModifier | Qt::AltModifier | Qt::MetaModifier;
+        QTest::keyPress(&target, Qt::Key_A, all);
+        QCOMPARE(QGuiApplication::queryKeyboardModifiers(), all);
+        QCOMPARE(MWTESTstart(*home, false), 0);
+        QCOMPARE(CmmdKeyOnEntry, 0x8000u);
+        QCOMPARE(OptKeyOnEntry, 0x4u);
+        QCOMPARE(ShiftKeyOnEntry, 0x1u);
+        QTest::keyRelease(&target, Qt::Key_A, all);
+        QTest::keyClick(&target, Qt::Key_B); // the key after the chord: nothing held any more
+
+        // Alt alone, then nothing held.
+        QTest::keyPress(&target, Qt::Key_A, Qt::AltModifier);
+        QCOMPARE(MWTESTstart(*home, false), 0);
+        QCOMPARE(CmmdKeyOnEntry, 0u);
+        QCOMPARE(OptKeyOnEntry, 0x4u);
+        QCOMPARE(ShiftKeyOnEntry, 0u);
+        QTest::keyRelease(&target, Qt::Key_A, Qt::AltModifier);
+        QTest::keyClick(&target, Qt::Key_B);
+        QCOMPARE(QGuiApplication::queryKeyboardModifiers(), Qt::NoModifier);
+        QCOMPARE(MWTESTstart(*home, false), 0);
         QCOMPARE(CmmdKeyOnEntry, 0u);
         QCOMPARE(OptKeyOnEntry, 0u);
         QCOMPARE(ShiftKeyOnEntry, 0u);
+    }
+
+    void startUpTracesNoWindowPosition()
+    {
+        static QStringList traces;
+        traces.clear();
+        BUGtraceObserver old = BUGsetTraceObserver([](const char *text) { traces << QString::fromUtf8(text); });
+        int result = MWTESTstart(*home, false);
+        BUGsetTraceObserver(old);
+        QCOMPARE(result, 0);
+        QVERIFY(MAINwindow() && MAINwindow()->isVisible());
+        for (const QString &line : traces)
+            QVERIFY2(!line.startsWith("POS "), qPrintable(line));
+    }
+
+    void startShowingTheWindowAndQuittingLeavesThePreferencesUntouched()
+    {
+        // A first run writes the preferences of a new user.
+        MWTESTreset();
+        WINTESTinit();
+        QTimer::singleShot(300, [] { doMenuEvent(((long)kMenuFile << 16) | kItemQuit); });
+        QCOMPARE(VQXMAINrun(), 0);
+        std::string path = home->prefsFolder() + "/Manager Prefs";
+        QVERIFY(fileExists(path));
+        std::string written = readFile(path);
+
+        // The second run only shows the window and quits: the file is neither written nor
+        // replaced (its times are set far in the past, where a write of any bytes would not leave
+        // them).
+        struct timespec times[2] = { { 978307200, 0 }, { 978307200, 0 } };
+        QCOMPARE(utimensat(AT_FDCWD, path.c_str(), times, 0), 0);
+        struct stat before;
+        QCOMPARE(stat(path.c_str(), &before), 0);
+        MWTESTreset();
+        WINTESTinit();
+        static bool shown;
+        shown = false;
+        QTimer::singleShot(300, [] {
+            shown = MAINwindow() && MAINwindow()->isVisible();
+            doMenuEvent(((long)kMenuFile << 16) | kItemQuit);
+        });
+        QCOMPARE(VQXMAINrun(), 0);
+        QVERIFY(shown);
+        struct stat after;
+        QCOMPARE(stat(path.c_str(), &after), 0);
+        QCOMPARE((long long)after.st_mtim.tv_sec, (long long)before.st_mtim.tv_sec);
+        QCOMPARE((long long)after.st_mtim.tv_nsec, (long long)before.st_mtim.tv_nsec);
+        QCOMPARE((unsigned long long)after.st_ino, (unsigned long long)before.st_ino);
+        QCOMPARE(readFile(path), written);
     }
 };
 
