@@ -180,6 +180,8 @@ void OUTdesktop::perform(const OUTstep &step, int64_t)
             LOGinfo("output: %s could not be opened", a.path.c_str());
         break;
     }
+    if (injector_)
+        injector_->settled();
 }
 
 bool OUTdesktop::busy(const MTABaction &action)
@@ -195,6 +197,7 @@ void OUTdesktop::releaseAll(int64_t)
     for (auto it = held.rbegin(); it != held.rend(); ++it)
         press(*it, false);
     injector_->sync();
+    injector_->settled();
 }
 
 OUTdesktop *DSKopen(const std::string &want, std::string *why)

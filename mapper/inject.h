@@ -19,6 +19,9 @@ public:
     virtual bool move(int dx, int dy) = 0;
     // Makes the events given so far take effect together (a SYN_REPORT, or a flush to the server).
     virtual bool sync() = 0;
+    // The step under way is over: whatever is down now stays down until a later step (a held
+    // key). An injector whose keys would outlive the program notes them here.
+    virtual void settled() { }
     // Types one character that no key of the active layout gives, by a way of its own (XTest maps
     // a spare key code to it for the moment); false where there is none.
     virtual bool typeUnmapped(uint32_t codepoint)

@@ -18,6 +18,7 @@
 #include <set>
 #include <thread>
 
+#include "mapper/heldkeys.h"
 #include "mapper/inject.h"
 #include "mapper/log.h"
 
@@ -47,6 +48,9 @@ public:
     bool move(int dx, int dy) override;
     bool sync() override;
     bool typeUnmapped(uint32_t codepoint) override;
+    void settled() override;
+    // Lets go of what a Mapper before this one left down on this display, as its file says.
+    void releaseLeftOver();
     bool dead = false; // the connection to the X server is lost
     bool restorerDead = false; // the put-back thread's connection is lost (used on that thread)
 
@@ -58,6 +62,12 @@ private:
     Display *dpy_; // this thread's connection
     std::set<int> keysDown_; // X key codes pressed
     std::set<unsigned> buttonsDown_;
+    // The X server keeps keys pressed through XTest down when the client dies without letting
+    // them go, so what stays held is written to a file that the next Mapper reads at start.
+    std::string display_;
+    std::string heldPath_;
+    HLDlist heldSaved_; // what the file says now
+    bool heldFailed_ = false; // the file could not be written (said once)
     // Spare key codes bound to a character for now, put back on a thread of its own with its own
     // connection, so that a key is put back on time whatever the Mapper does meanwhile.
     Display *restoreDpy_; // null: put back on later calls here instead
@@ -135,6 +145,8 @@ bool evdevKeycodes(Display *dpy, std::string *why)
 
 XTestDevice::XTestDevice(Display *dpy, Display *restoreDpy)
     : dpy_(dpy)
+    , display_(DisplayString(dpy))
+    , heldPath_(HLDpath(DisplayString(dpy)))
     , restoreDpy_(restoreDpy)
 {
     if (restoreDpy_) {
@@ -161,6 +173,8 @@ XTestDevice::~XTestDevice()
         XSync(dpy_, False);
         restoreDue(dpy_, 0, true);
         XSync(dpy_, False);
+        if (!heldSaved_.empty())
+            HLDsave(heldPath_, HLDlist(), display_.c_str());
     }
     if (theDisplay == dpy_) {
         XSetErrorHandler(thePreviousHandler);
@@ -243,6 +257,46 @@ bool XTestDevice::sync()
     }
     XFlush(dpy_);
     return !dead;
+}
+
+// Only a change of what is held is written: a tap goes down and up within one step.
+void XTestDevice::settled()
+{
+    HLDlist now;
+    now.keys.insert(keysDown_.begin(), keysDown_.end());
+    now.buttons.insert(buttonsDown_.begin(), buttonsDown_.end());
+    if (dead || now == heldSaved_)
+        return;
+    if (HLDsave(heldPath_, now, display_.c_str())) {
+        heldSaved_ = now;
+        heldFailed_ = false;
+    } else if (!heldFailed_) {
+        heldFailed_ = true;
+        LOGinfo("xtest: %s cannot be written; keys held when the Mapper dies stay down",
+            heldPath_.empty() ? "the held-keys file" : heldPath_.c_str());
+    }
+}
+
+void XTestDevice::releaseLeftOver()
+{
+    HLDlist left = HLDload(heldPath_);
+    if (left.empty())
+        return;
+    // Keys first, in the reverse order of their codes (modifiers have the lower ones), then
+    // buttons; releasing what is no longer down changes nothing in the server.
+    for (auto it = left.keys.rbegin(); it != left.keys.rend(); ++it)
+        XTestFakeKeyEvent(dpy_, (unsigned)*it, False, CurrentTime);
+    for (int b : left.buttons)
+        XTestFakeButtonEvent(dpy_, (unsigned)b, False, CurrentTime);
+    XSync(dpy_, False);
+    HLDsave(heldPath_, HLDlist(), display_.c_str());
+    std::string codes;
+    for (int k : left.keys)
+        codes += " " + std::to_string(k);
+    for (int b : left.buttons)
+        codes += " button" + std::to_string(b);
+    LOGinfo("xtest: released what a Mapper before this one left held down on %s (X codes%s)", display_.c_str(),
+        codes.c_str());
 }
 
 // Gives a spare key code its empty mapping back (the mutex held).
@@ -377,5 +431,6 @@ INJdevice *INJopenXTest(std::string *why)
         XTestGrabControl(restoreDpy, True);
     XTestDevice *device = new XTestDevice(dpy, restoreDpy);
     XSetIOErrorExitHandler(dpy, onConnectionLost, device);
+    device->releaseLeftOver();
     return device;
 }
