@@ -63,6 +63,9 @@ LRNsource *LRNreplaySource(const std::string &name, const std::vector<SMPsample>
 // Presses from a raw-timing receiver: "" / "USB..." / "lirc" (the first /dev/lirc* that receives
 // raw timings), a device or FIFO path, or fd:N. Null with *why when it cannot be had.
 LRNsource *LRNopenReceiver(const std::string &input, std::string *why);
+// Key codes from a remote that is a keyboard to the kernel ("evdev:NAME", an event node path after
+// "evdev:", or "evdev:fd:N"): each key going down is one press. Null with *why.
+LRNsource *LRNopenKeys(const std::string &input, std::string *why);
 
 // A button recorded: its name and the average of its two agreeing presses.
 struct LRNbutton {

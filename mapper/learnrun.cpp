@@ -189,6 +189,8 @@ LRNsource *LRNopenReceiver(const std::string &input, std::string *why)
 {
     INPdevice device;
     std::string path = input;
+    if (input.compare(0, 6, "evdev:") == 0)
+        return LRNopenKeys(input, why);
     if (input.empty() || input.compare(0, 3, "USB") == 0 || input == "lirc") {
         std::string found;
         path = INPfindReceiver(&found);
@@ -206,7 +208,7 @@ LRNsource *LRNopenReceiver(const std::string &input, std::string *why)
         return new ReceiverSource(device, input);
     } else if (!INPisDevicePath(input)) {
         *why = "\"" + input
-            + "\" gives no raw infrared timings to learn from; use --input /dev/lircN (or a FIFO, fd:N) "
+            + "\" gives no raw infrared timings to learn from; use --input /dev/lircN (or a FIFO, fd:N), evdev:NAME "
               "or --replay FILE";
         return nullptr;
     }

@@ -111,6 +111,38 @@ grep -q "from $fifo into" "$WORK/live.log" || fail "the live session did not rea
   fail "the live session did not write Play as long as the remote has it: $(cat "$PREFS/Live.REM")"
 grep -q "differs" "$WORK/live.log" && fail "the held press's repeats were taken as presses"
 
+# From a remote that is a keyboard to the kernel (a FIFO standing in for its event node): each key
+# going down is a press, autorepeats and ups are not; the description holds the key codes.
+keys() { perl -ne 'print pack("q<q<S<S<l<", 1, 0, 1, $1, $2), pack("q<q<S<S<l<", 1, 0, 0, 0, 0) if /^(\d+) (\d+)/'; }
+mkfifo "$WORK/event0" "$WORK/typed2"
+"$APPDIR/vqx-mapper" learn Keys.REM --input "evdev:$WORK/event0" < "$WORK/typed2" > "$WORK/keys.log" 2>&1 &
+LEARN_PID=$!
+exec 7> "$WORK/typed2"
+echo Play >&7
+vqx_wait_line "$WORK/keys.log" "press it \(1/2\)" || fail "the key session did not ask for the first press"
+printf '164 1\n164 2\n164 2\n164 0\n' | keys > "$WORK/event0"
+vqx_wait_line "$WORK/keys.log" "press it again \(2/2\)" || fail "the key session did not take the first press"
+printf '164 1\n164 0\n' | keys > "$WORK/event0"
+vqx_wait_line "$WORK/keys.log" "Play is recorded" || fail "the key session did not record Play"
+echo Stop >&7
+vqx_wait_count "$WORK/keys.log" "press it \(1/2\)" 2 || fail "the key session did not ask for Stop"
+printf '128 1\n128 0\n' | keys > "$WORK/event0"
+vqx_wait_count "$WORK/keys.log" "press it again \(2/2\)" 2 || fail "the key session did not take the first press of Stop"
+printf '128 1\n128 0\n' | keys > "$WORK/event0"
+vqx_wait_line "$WORK/keys.log" "Stop is recorded" || fail "the key session did not record Stop"
+echo >&7
+exec 7>&-
+status=0
+wait "$LEARN_PID" || status=$?
+LEARN_PID=
+[ "$status" -eq 0 ] || { cat "$WORK/keys.log"; fail "the key session ended with status $status"; }
+grep -q "^FRQ 0$" "$PREFS/Keys.REM" && grep -q "^BIT 0$" "$PREFS/Keys.REM" ||
+  fail "the key-code description has not FRQ 0 and BIT 0: $(cat "$PREFS/Keys.REM")"
+[ "$(awk '$1 == "CMD" { printf "%s=%s ", $2, toupper($3) }' "$PREFS/Keys.REM")" = "Play=00A4 Stop=0080 " ] ||
+  fail "the key codes written are not Play 164 and Stop 128: $(cat "$PREFS/Keys.REM")"
+"$APPDIR/../tests/vqx-remcheck" "$PREFS/Keys.REM" > "$WORK/remcheck.log" 2>&1 ||
+  fail "the editor's reader had something to say of the key-code description: $(cat "$WORK/remcheck.log")"
+
 # A session that ends before the first button is done writes nothing.
 status=0
 printf '\n' | "$APPDIR/vqx-mapper" learn Empty.REM --replay "$WORK/presses.txt" > "$WORK/empty.log" 2>&1 || status=$?
