@@ -131,9 +131,10 @@ mkdir -p "$WORK/judge"
 : > "$WORK/judged"
 while read -r file enc name conf; do
   block "$name" "$conf" > "$WORK/judge/$file.conf"
-  # lircd's decoder takes a space-encoded bit whose pulses are alike for a one when no ptrail
-  # follows the data, and cannot take back that guess: it reads none of these remotes' frames,
-  # not even the ones its own transmitter sends. Such remotes are not judged.
+  # lircd's decoder, fed our frames of a space-encoded remote with no ptrail after the data, took
+  # a bit whose pulses are alike for a one and failed on the next space (seen in its trace log);
+  # whether it reads its own transmitter's frames of such remotes was not checked. They are left
+  # out of the judging, and named.
   if [ "$enc" = space ] && ! grep -Eq "^[[:space:]]*ptrail[[:space:]]+[1-9]" "$WORK/judge/$file.conf"; then
     echo "not judged by lircd: $name (space encoding without ptrail)"
     continue
