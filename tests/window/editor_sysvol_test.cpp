@@ -12,6 +12,24 @@ static const char *volumeMapping()
            "ACT Eject NO_ACTION\n";
 }
 
+// Counts the Up and Down key presses that reach a widget, after the program's own filter (which
+// sees every event first) has had its say: a key the page takes never arrives here.
+class ArrowsReaching : public QObject {
+public:
+    int arrows = 0;
+
+protected:
+    bool eventFilter(QObject *, QEvent *event) override
+    {
+        if (event->type() == QEvent::KeyPress) {
+            int key = static_cast<QKeyEvent *>(event)->key();
+            if (key == Qt::Key_Up || key == Qt::Key_Down)
+                arrows++;
+        }
+        return false;
+    }
+};
+
 class EditorSysVolTest : public QObject {
     Q_OBJECT
     EditorHarness h;
@@ -66,14 +84,18 @@ private slots:
         h.click(14); // Mute: the arrows do nothing, and are still taken
         QVERIFY(h.checked(18));
         QCOMPARE(theSysVolumeEvent.value, 0);
-        // Let through, Down on the checked radio would move on to Toggle and Up back to On.
+        // Taken by the page: the radio itself never gets them.
         h.item(18)->setFocus();
+        ArrowsReaching reaching;
+        h.item(18)->installEventFilter(&reaching);
         arrow(Qt::Key_Down, h.item(18));
         QVERIFY(h.checked(18) && !h.checked(19));
         QCOMPARE(theSysVolumeEvent.value, 0);
         arrow(Qt::Key_Up, h.item(18));
         QVERIFY(h.checked(18) && !h.checked(17));
         QCOMPARE(theSysVolumeEvent.value, 0);
+        QCOMPARE(reaching.arrows, 0);
+        h.item(18)->removeEventFilter(&reaching);
         QVERIFY(h.item(18)->hasFocus());
         h.click(15); // Fade: the slider keeps its place, away from its ends where it could move
         slider()->setValue(290); // snaps to 285, fade value 10
