@@ -197,8 +197,14 @@ rs=$(grep -c 'KEY_TAP 00000f72 0000$' "$WORK/fast.rec" || true)
 echo "10,000 presses in 10 s: $taps performed ($xs of A, $rs of B); VmRSS $rss1 kB after 1 s, $rss2 kB after 5 s, $rss3 kB at the end"
 [ "$xs" -eq 5000 ] && [ "$rs" -eq 5000 ] && [ "$taps" -eq 10000 ] ||
   fail "of 10,000 presses, $taps were performed ($xs of A, $rs of B)"
-# Flat: growth from the first sample to the last within 2 MB.
-[ $((rss3 - rss1)) -le 2048 ] || fail "the Mapper's memory grew from $rss1 kB to $rss3 kB during the presses"
+# Flat: growth from the first sample to the last within 2 MB. A build with AddressSanitizer keeps
+# freed memory in its quarantine (up to 256 MB), so its resident memory grows by design: there the
+# count of presses is checked, and the memory only in the normal build.
+if grep -q "__asan_init" "$APPDIR/vqx-mapper" 2> /dev/null; then
+  echo "memory not judged: this Mapper is built with AddressSanitizer, whose quarantine keeps freed memory"
+else
+  [ $((rss3 - rss1)) -le 2048 ] || fail "the Mapper's memory grew from $rss1 kB to $rss3 kB during the presses"
+fi
 kill -TERM "$MAPPER_PID"
 status=0
 wait "$MAPPER_PID" || status=$?
