@@ -69,7 +69,11 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
         abort();
     if ((call.kind == BCL_PRESS || call.kind == BCL_RELEASE) && signature != QLatin1String("s"))
         abort();
-    if (call.kind == BCL_SET_FRONT && signature != QLatin1String("ssu"))
+    // SetFrontApplication's pid: a u, or a whole non-negative i or d from script engines.
+    if (call.kind == BCL_SET_FRONT && signature != QLatin1String("ssu") && signature != QLatin1String("ssi")
+        && signature != QLatin1String("ssd"))
+        abort();
+    if (call.kind == BCL_SET_FRONT && signature == QLatin1String("ssi") && args[2].toInt() < 0)
         abort();
     if (call.kind == BCL_GET && !BCLisProperty(call.text))
         abort();
