@@ -23,16 +23,8 @@ actions_cleanup() {
 trap actions_cleanup EXIT
 
 # A sound server of the test's own, with a null sink at 100%.
-if ! command -v pulseaudio > /dev/null; then fail "pulseaudio is not installed (scripts/setup installs it)"; fi
+vqx_start_pulse runtime
 runtime="$WORK/runtime"
-mkdir -p "$runtime"
-chmod 700 "$runtime"
-XDG_RUNTIME_DIR="$runtime" pulseaudio -n --daemonize=no --exit-idle-time=-1 --load="module-null-sink sink_name=test" \
-  --load="module-native-protocol-unix" > "$WORK/pulse.log" 2>&1 &
-PULSE_PID=$!
-export PULSE_SERVER="unix:$runtime/pulse/native"
-for i in $(seq 1 100); do pactl info > /dev/null 2>&1 && break; sleep 0.1; done
-pactl info > /dev/null 2>&1 || fail "PulseAudio did not start: $(tail -n 5 "$WORK/pulse.log")"
 pactl set-sink-volume @DEFAULT_SINK@ 100%
 pactl set-sink-mute @DEFAULT_SINK@ 1
 

@@ -34,15 +34,8 @@ has() { # name pattern what
 }
 
 # A sound server with a null sink, so that the sound line has something to find.
+vqx_start_pulse runtime
 runtime="$WORK/runtime"
-mkdir -p "$runtime"
-chmod 700 "$runtime"
-XDG_RUNTIME_DIR="$runtime" pulseaudio -n --daemonize=no --exit-idle-time=-1 --load="module-null-sink sink_name=test" \
-  --load="module-native-protocol-unix" > "$WORK/pulse.log" 2>&1 &
-PULSE_PID=$!
-export PULSE_SERVER="unix:$runtime/pulse/native"
-for i in $(seq 1 100); do pactl info > /dev/null 2>&1 && break; sleep 0.1; done
-pactl info > /dev/null 2>&1 || fail "PulseAudio did not start: $(tail -n 5 "$WORK/pulse.log")"
 
 # Under Xvfb, no Mapper yet: XTest sends keys, the FIFO is read, the files are fine: status 0.
 run_check plain

@@ -39,3 +39,17 @@ vqx_wait_count() { # file pattern count
   done
   return 1
 }
+# A sound server of the test's own (PulseAudio with a null sink, in $WORK/$1), reached through
+# PULSE_SERVER; its process in PULSE_PID.
+vqx_start_pulse() { # folder
+  command -v pulseaudio > /dev/null || fail "pulseaudio is not installed (scripts/setup installs it)"
+  local runtime="$WORK/$1" i
+  mkdir -p "$runtime"
+  chmod 700 "$runtime"
+  XDG_RUNTIME_DIR="$runtime" pulseaudio -n --daemonize=no --exit-idle-time=-1 --load="module-null-sink sink_name=test" \
+    --load="module-native-protocol-unix" > "$WORK/pulse.log" 2>&1 &
+  PULSE_PID=$!
+  export PULSE_SERVER="unix:$runtime/pulse/native"
+  for i in $(seq 1 100); do pactl info > /dev/null 2>&1 && break; sleep 0.1; done
+  pactl info > /dev/null 2>&1 || fail "PulseAudio did not start: $(tail -n 5 "$WORK/pulse.log")"
+}

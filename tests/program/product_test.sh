@@ -39,15 +39,8 @@ product_cleanup() {
 trap product_cleanup EXIT
 
 # A sound server of the test's own, with a null sink at 50%.
+vqx_start_pulse pulse
 runtime="$WORK/pulse"
-mkdir -p "$runtime"
-chmod 700 "$runtime"
-XDG_RUNTIME_DIR="$runtime" pulseaudio -n --daemonize=no --exit-idle-time=-1 --load="module-null-sink sink_name=test" \
-  --load="module-native-protocol-unix" > "$WORK/pulse.log" 2>&1 &
-PULSE_PID=$!
-export PULSE_SERVER="unix:$runtime/pulse/native"
-for i in $(seq 1 100); do pactl info > /dev/null 2>&1 && break; sleep 0.1; done
-pactl info > /dev/null 2>&1 || fail "PulseAudio did not start: $(tail -n 5 "$WORK/pulse.log")"
 pactl set-sink-volume @DEFAULT_SINK@ 50%
 pactl set-sink-mute @DEFAULT_SINK@ 0
 volume() { pactl get-sink-volume @DEFAULT_SINK@ | sed -n 's/.* \([0-9]*\)%.*/\1/p' | head -n 1; }
