@@ -5,6 +5,7 @@
 #include <sys/stat.h>
 
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 
 #include "mapper/log.h"
@@ -13,6 +14,7 @@
 #include "mapping/model.h"
 #include "mapping/reconcile.h"
 #include "mapping/remote.h"
+#include "mapping/tokens.h"
 #include "platform/presenter.h"
 #include "shell/diagnostics.h"
 #include "shell/files.h"
@@ -122,6 +124,31 @@ LOADresult LOADread(void)
     result.signature = LOADcurrentSignature(result.table);
     // The model is not needed once compiled: free it so that nothing refers to it by accident.
     MAPreset();
+    REMreset();
+    return result;
+}
+
+LOADresult LOADreadRemote(const char *name)
+{
+    LOADresult result;
+    LogPresenter presenter;
+    Presenter *previous = PRESset(&presenter);
+    reading = &presenter;
+    BUGtraceObserver previousObserver = BUGsetTraceObserver(noteTrace);
+    free(cmdBufMemory);
+    cmdBufMemoryLen = 20000;
+    cmdBufMemory = static_cast<char *>(malloc((size_t)cmdBufMemoryLen));
+    REMreset();
+    lastWasEol = 0;
+    result.status = parseRemFile(name) == 0 ? 0 : -1;
+    result.table = MTABcompileRemote();
+    BUGsetTraceObserver(previousObserver);
+    reading = nullptr;
+    PRESset(previous);
+    result.alerts = presenter.count;
+    result.why = presenter.first;
+    if (result.status != 0 && result.why.empty())
+        result.why = "the remote description could not be read";
     REMreset();
     return result;
 }

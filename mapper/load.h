@@ -24,6 +24,10 @@ struct LOADresult {
 // Reads everything from the preferences folder as the editor's start-up does and compiles it.
 // The readers' messages go to the log, never to a dialog.
 LOADresult LOADread(void);
+// Reads one remote description of the preferences folder alone, with the editor's reader and a
+// command buffer of the size a configuration without MEM gives (20000 bytes): its timings and
+// buttons in the table, its messages counted (and logged) as LOADread counts them.
+LOADresult LOADreadRemote(const char *name);
 // The signature of the three files named by the configuration now on disk.
 LOADsignature LOADcurrentSignature(const MTABtable &table);
 

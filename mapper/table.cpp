@@ -111,16 +111,29 @@ static MTABentry compileEntry(MTABtable &table, const ApplicationRecord &appl)
     return entry;
 }
 
+static void compileRemote(MTABtable &table)
+{
+    table.frequency = RemoteParms.frequency;
+    table.bitTime = RemoteParms.bitTime;
+    compileButtons(table);
+    compileKeyCodes(table);
+}
+
+MTABtable MTABcompileRemote(void)
+{
+    MTABtable table;
+    table.remName = fieldString(remFileName, sizeof remFileName);
+    compileRemote(table);
+    return table;
+}
+
 MTABtable MTABcompile(void)
 {
     MTABtable table;
     table.mapName = fieldString(mapFileName, sizeof mapFileName);
     table.remName = fieldString(remFileName, sizeof remFileName);
     table.input = fieldString(adapterName, sizeof adapterName);
-    table.frequency = RemoteParms.frequency;
-    table.bitTime = RemoteParms.bitTime;
-    compileButtons(table);
-    compileKeyCodes(table);
+    compileRemote(table);
     int count = numApplications;
     if (count < 0)
         count = 0;

@@ -56,6 +56,8 @@ struct MTABtable {
 // Compiles the shared readers' model (the globals of mapping/model.h, mapping/remote.h and
 // mapping/config.h, read and reconciled) into a table. Only reads the globals.
 MTABtable MTABcompile(void);
+// Only the remote description read: its frequency, bit time and buttons (no entries).
+MTABtable MTABcompileRemote(void);
 // Index of the button named `name`, or -1.
 int MTABbuttonIndex(const MTABtable &table, const std::string &name);
 // Index of the first button of a key-code remote whose token is the Linux key code `code`, or -1
